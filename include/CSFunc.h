@@ -1,0 +1,124 @@
+/// @file
+/// The library's static tools: sockets and threads, picture sizes, colour conversions and the
+/// debug output.
+#pragma once
+
+#include <afxmt.h>
+#include <winsock2.h>
+
+#include "LibOstrelExport.h"
+
+/// Static functions only; there is nothing to construct. Any thread may call any of them.
+///
+/// **Pictures.** A YV12 picture is planar 4:2:0: a Y plane of width x height bytes and two chroma
+/// planes, U (Cb) and V (Cr), of (width/2) x (height/2) bytes. The conversions take the planes as
+/// separate pointers in the order Y, U, V. The colour matrix is ITU-R BT.601 in studio range (luma
+/// 16 to 235, chroma 16 to 240 around 128), in fixed point. RGB *output* is B, G, R (and a fourth
+/// byte 0 for 32-bit pixels), RGB *input* is R, G, B; the asymmetry is deliberate. All rows run
+/// top-down.
+///
+/// **Room.** A conversion processes whole row pairs and, in each row, the width rounded up to a
+/// multiple of 16 (W16). So for a width that is no multiple of 16, or an odd height, it reads and
+/// writes past the picture, and the caller's buffers must allow it: each row of each plane is
+/// accessed for W16 (chroma: W16/2) bytes from the row's start, for the height rounded up to even
+/// (chroma: half of that) rows; likewise each packed row, for W16 pixels. Rows then overlap, and
+/// what remains is what was written last. A width or height of 0 or less does nothing.
+///
+/// **Lock.** All conversions of the process run one at a time, under #vs_csYuvToRgb.
+class OSTREL_API CSFunc
+{
+public:
+    // ---- Debug output ----------------------------------------------------------------------
+
+    /// Formats a message as `printf` does and sends it to the debugger output, a line end added.
+    /// @param pFormat 8-bit format; null does nothing.
+    /// The message must stay below 1023 characters; a longer one is cut there.
+    static void s_S_Debug(const char* pFormat, ...);
+
+    // ---- Sockets and threads ---------------------------------------------------------------
+
+    /// Connects a TCP socket, for at most @p nTimeOut milliseconds.
+    ///
+    /// With a time-out greater than 0 the socket is switched to non-blocking mode and stays in it
+    /// whatever the outcome. Only the write set is watched: a refused connection costs the whole
+    /// time-out. With a time-out of 0 or less this is a plain blocking connect.
+    /// @param socket a stream socket, not yet connected. The caller stays its owner.
+    /// @param pAddr the peer's address.
+    /// @param nAddrLen the address's size in bytes.
+    /// @param nTimeOut milliseconds.
+    /// @return true when connected.
+    static bool s_F_n_ConnectTimeOut(SOCKET socket, const sockaddr* pAddr, int nAddrLen,
+                                     int nTimeOut);
+
+    /// Closes a socket abortively: the connection is reset at once, nothing is drained.
+    /// @param socket reads `INVALID_SOCKET` afterwards; `INVALID_SOCKET` does nothing.
+    static void s_S_ForceCloseSocket(SOCKET& socket);
+
+    /// Waits for a thread to end and terminates it if it does not within @p nTimeOut milliseconds.
+    ///
+    /// The wait comes first; the socket the thread works on, if one is given, is closed abortively
+    /// after it (before the thread is terminated). A termination is reported to the debugger
+    /// output. Never to be called by the thread itself.
+    /// @param hThread closed, and null afterwards; null does nothing, the socket left alone too.
+    /// @param nTimeOut milliseconds.
+    /// @param pSocket the thread's socket (reads `INVALID_SOCKET` afterwards), or null.
+    static void s_S_ForceCloseThread(HANDLE& hThread, int nTimeOut, SOCKET* pSocket);
+
+    // ---- Picture sizes ---------------------------------------------------------------------
+
+    /// Reads the picture size of a baseline JFIF picture from its SOF0 segment (ITU-T T.81 B.2.2).
+    ///
+    /// Only pictures that open with an APP0 "JFIF" segment and whose frame header is SOF0 are
+    /// sized. The result is also written to the debugger output, as it stands, found or not; only
+    /// a segment walk that ends out of range or at a byte that is no marker stays silent.
+    /// @param data the picture; nothing past @p len bytes is read.
+    /// @param len bytes held.
+    /// @param width, height pixels; left alone when no size is found, so preset them.
+    static void s_S_GetJpegWH(unsigned char* data, int len, int& width, int& height);
+
+    // ---- Planar to packed ------------------------------------------------------------------
+
+    /// YV12 to YUY2 (Y0 U Y1 V). See the class for what the buffers must hold.
+    ///
+    /// Packed rows are laid out @p nWidth bytes apart, half of their length, on purpose. For a
+    /// width that is a multiple of 16 the finished buffer holds rows 0, 2, 4 ... one after another,
+    /// each complete in 2 x width bytes, then width bytes with the right half of the last odd row:
+    /// (height + 1) x width bytes in all.
+    static void s_S_YV12_to_YUY2(unsigned char* pYUY2, const unsigned char* pY,
+                                 const unsigned char* pU, const unsigned char* pV, int nWidth,
+                                 int nHeight);
+
+    /// YV12 to UYVY (U Y0 V Y1); otherwise as s_S_YV12_to_YUY2().
+    static void s_S_YV12_to_UYVY(unsigned char* pUYVY, const unsigned char* pY,
+                                 const unsigned char* pU, const unsigned char* pV, int nWidth,
+                                 int nHeight);
+
+    /// YV12 to 24-bit RGB: B, G, R, rows 3 x width bytes apart.
+    static void s_S_YV12_to_RGB24(unsigned char* pRGB, const unsigned char* pY,
+                                  const unsigned char* pU, const unsigned char* pV, int nWidth,
+                                  int nHeight);
+
+    /// YV12 to 32-bit RGB: B, G, R, 0, rows 4 x width bytes apart.
+    static void s_S_YV12_to_RGB32(unsigned char* pRGB, const unsigned char* pY,
+                                  const unsigned char* pU, const unsigned char* pV, int nWidth,
+                                  int nHeight);
+
+    // ---- Packed to planar ------------------------------------------------------------------
+
+    /// 24-bit RGB (R, G, B; rows 3 x width bytes apart) to YV12. Chroma is the rounded mean of
+    /// each 2x2 block.
+    static void s_S_RGB24_to_YV12(const unsigned char* pRGB, unsigned char* pY, unsigned char* pU,
+                                  unsigned char* pV, int nWidth, int nHeight);
+
+    /// 32-bit RGB (R, G, B, ignored; rows 4 x width bytes apart) to YV12.
+    static void s_S_RGB32_to_YV12(const unsigned char* pRGB, unsigned char* pY, unsigned char* pU,
+                                  unsigned char* pV, int nWidth, int nHeight);
+
+    /// YUY2 (Y0 U Y1 V; rows 2 x width bytes apart) to YV12. Chroma is the rounded mean of the two
+    /// rows of a pair.
+    static void s_S_YUY2_to_YV12(const unsigned char* pYUY2, unsigned char* pY, unsigned char* pU,
+                                 unsigned char* pV, int nWidth, int nHeight);
+
+    /// The lock that every conversion holds while it runs.
+    static CCriticalSection vs_csYuvToRgb;
+};

@@ -1,0 +1,9 @@
+/// @file
+/// Everything that Lib_Ostrel.dll exports. A client that needs one class includes that class's own
+/// header instead.
+#pragma once
+
+#include "CHTTP.h"
+#include "CMemManage.h"
+#include "CRender.h"
+#include "CSFunc.h"
