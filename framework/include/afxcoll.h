@@ -1,0 +1,94 @@
+/// @file
+/// Collections.
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "afx.h"
+
+/// Names an element of a list while it is in the list; null past either end.
+typedef struct AFX_POSITION* POSITION;
+
+/// A doubly linked list of untyped pointers. It owns its nodes, never what the pointers name.
+///
+/// Nodes are allocated in blocks, reused when elements come and go, and freed when the list becomes
+/// empty. A POSITION that is null where an element is needed, and an empty list where one is,
+/// throws CInvalidArgException; a failed allocation throws CMemoryException.
+class AFX_API CPtrList : public CObject
+{
+public:
+    /// @param nBlockSize nodes allocated at a time.
+    explicit CPtrList(INT_PTR nBlockSize = 10);
+    ~CPtrList() override;
+
+    INT_PTR GetCount() const { return m_nCount; }
+    INT_PTR GetSize() const { return m_nCount; }
+    BOOL IsEmpty() const { return m_nCount == 0; }
+
+    void*& GetHead();
+    const void* GetHead() const;
+    void*& GetTail();
+    const void* GetTail() const;
+
+    void* RemoveHead();
+    void* RemoveTail();
+    void RemoveAll();
+
+    /// @return the new element's position.
+    POSITION AddHead(void* newElement);
+    POSITION AddTail(void* newElement);
+
+    /// Adds the elements of another list, in its order, before the head or after the tail.
+    void AddHead(CPtrList* pNewList);
+    void AddTail(CPtrList* pNewList);
+
+    POSITION GetHeadPosition() const;
+    POSITION GetTailPosition() const;
+
+    /// @return the element at @p rPosition, which moves on to the next (the previous) element and
+    /// is null past the last (the first).
+    void*& GetNext(POSITION& rPosition);
+    const void* GetNext(POSITION& rPosition) const;
+    void*& GetPrev(POSITION& rPosition);
+    const void* GetPrev(POSITION& rPosition) const;
+
+    void*& GetAt(POSITION position);
+    const void* GetAt(POSITION position) const;
+    void SetAt(POSITION pos, void* newElement);
+    void RemoveAt(POSITION position);
+
+    /// A null position stands for the head (before) or the tail (after).
+    POSITION InsertBefore(POSITION position, void* newElement);
+    POSITION InsertAfter(POSITION position, void* newElement);
+
+    /// Searches by pointer value.
+    /// @param startAfter the search begins with the element after this one; null: with the head.
+    POSITION Find(void* searchValue, POSITION startAfter = nullptr) const;
+
+    /// @return the position of the element with this zero-based index; null when there is none.
+    POSITION FindIndex(INT_PTR nIndex) const;
+
+private:
+    struct Node
+    {
+        Node* pPrev;
+        Node* pNext;
+        void* pData;
+    };
+
+    static Node* NodeAt(POSITION position);
+    static POSITION PositionOf(Node* pNode);
+    Node* Existing(Node* pNode) const;
+    Node* TakeFreeNode();
+    void AddBlock();
+    POSITION Link(Node* pPrev, Node* pNext, void* newElement);
+    void* Unlink(Node* pNode);
+
+    Node* m_pHead = nullptr;
+    Node* m_pTail = nullptr;
+    Node* m_pFree = nullptr;  // the unused nodes, linked by pNext
+    INT_PTR m_nCount = 0;
+    size_t m_nBlockSize;
+    std::vector<std::unique_ptr<Node[]>> m_blocks;
+};
