@@ -1,0 +1,225 @@
+#include "media/colour_conversion.h"
+
+#include <cstdint>
+#include <cstdlib>
+
+#include "media/conversion_rows.h"
+#include "media/cpu_features.h"
+
+namespace ostrel::media
+{
+namespace
+{
+
+// Wide enough for any int: the sum must not overflow.
+std::ptrdiff_t RoundedUpTo16(int width)
+{
+    return (std::ptrdiff_t{width} + 15) / 16 * 16;
+}
+
+// ---- Planar to packed
+// ----------------------------------------------------------------------------
+
+// Within the widest step, the two rows of a pair must be apart: else only the reference stores in
+// the right order.
+template <PackPair kRows, PackPair kReference, int kBytesPerPixel>
+void PackFrame(unsigned char* packed, std::ptrdiff_t packedStride, const unsigned char* y,
+               const unsigned char* u, const unsigned char* v, std::ptrdiff_t yStride,
+               std::ptrdiff_t chromaStride, int width, int height, bool flip)
+{
+    if (width <= 0 || height <= 0)
+    {
+        return;
+    }
+    if (flip)
+    {
+        packed += (height - 1) * packedStride;
+        packedStride = -packedStride;
+    }
+    const bool apart = std::abs(packedStride) >= kBytesPerPixel * kWidestStep;
+    const PackPair rows = apart ? kRows : kReference;
+    const std::ptrdiff_t pixels = RoundedUpTo16(width);
+    for (int remaining = height; remaining > 0; remaining -= 2)
+    {
+        rows(packed, packed + packedStride, {y, y + yStride, u, v}, pixels);
+        packed += 2 * packedStride;
+        y += 2 * yStride;
+        u += chromaStride;
+        v += chromaStride;
+    }
+}
+
+// The reference writes to the row at the lower address last wherever the two overlap, for each of
+// its steps starts further along the row at the lower address. (It takes rows at least one step
+// apart.)
+template <InterleaveRow kRow>
+void InterleavePair(unsigned char* upper, unsigned char* lower, const PlanarSource& source,
+                    std::ptrdiff_t pixels)
+{
+    if (upper < lower)
+    {
+        kRow(lower, source.lower, source.u, source.v, pixels);
+        kRow(upper, source.upper, source.u, source.v, pixels);
+    }
+    else
+    {
+        kRow(upper, source.upper, source.u, source.v, pixels);
+        kRow(lower, source.lower, source.u, source.v, pixels);
+    }
+}
+
+// Rows laid out half of their length apart: of each pair only the upper row remains, and of the
+// last pair the right half of the lower row as well. Nothing else needs to be written.
+template <InterleaveRow kRow>
+void InterleaveRemainingRows(unsigned char* packed, const unsigned char* y, const unsigned char* u,
+                             const unsigned char* v, std::ptrdiff_t yStride,
+                             std::ptrdiff_t chromaStride, std::ptrdiff_t width, int height)
+{
+    int remaining = height;
+    for (; remaining > 2; remaining -= 2)
+    {
+        kRow(packed, y, u, v, width);
+        packed += 2 * width;
+        y += 2 * yStride;
+        u += chromaStride;
+        v += chromaStride;
+    }
+    kRow(packed, y, u, v, width);
+    kRow(packed + 2 * width, y + yStride + width / 2, u + width / 4, v + width / 4, width / 2);
+}
+
+template <InterleaveRow kRow, PackPair kReference>
+void InterleaveFrame(unsigned char* packed, std::ptrdiff_t packedStride, const unsigned char* y,
+                     const unsigned char* u, const unsigned char* v, std::ptrdiff_t yStride,
+                     std::ptrdiff_t chromaStride, int width, int height, bool flip)
+{
+    const bool halfRowsRemain = packedStride == width && width % 16 == 0 && !flip;
+    if (halfRowsRemain && width > 0 && height > 0)
+    {
+        InterleaveRemainingRows<kRow>(packed, y, u, v, yStride, chromaStride, width, height);
+    }
+    else
+    {
+        PackFrame<InterleavePair<kRow>, kReference, 2>(packed, packedStride, y, u, v, yStride,
+                                                       chromaStride, width, height, flip);
+    }
+}
+
+// ---- Packed to planar
+// ----------------------------------------------------------------------------
+
+// Ranges that a row pair writes. Planes of one buffer overlap in them where a row runs past its
+// end.
+bool AreApart(const unsigned char* a, std::ptrdiff_t sizeA, const unsigned char* b,
+              std::ptrdiff_t sizeB)
+{
+    const auto addressA = reinterpret_cast<std::uintptr_t>(a);
+    const auto addressB = reinterpret_cast<std::uintptr_t>(b);
+    return addressA < addressB ? addressB - addressA >= static_cast<std::uintptr_t>(sizeA)
+                               : addressA - addressB >= static_cast<std::uintptr_t>(sizeB);
+}
+
+bool AreApart(const PlanarTarget& target, std::ptrdiff_t pixels)
+{
+    const std::ptrdiff_t yStride = target.lower - target.upper;
+    const std::ptrdiff_t ySize = yStride + pixels;
+    return yStride >= kWidestStep && AreApart(target.upper, ySize, target.u, pixels / 2) &&
+           AreApart(target.upper, ySize, target.v, pixels / 2) &&
+           AreApart(target.u, pixels / 2, target.v, pixels / 2);
+}
+
+template <UnpackPair kRows, UnpackPair kReference>
+void UnpackFrame(const unsigned char* packed, std::ptrdiff_t packedStride, unsigned char* y,
+                 unsigned char* u, unsigned char* v, std::ptrdiff_t yStride,
+                 std::ptrdiff_t chromaStride, int width, int height, bool flip)
+{
+    if (width <= 0 || height <= 0)
+    {
+        return;
+    }
+    if (flip)
+    {
+        packed += (height - 1) * packedStride;
+        packedStride = -packedStride;
+    }
+    const std::ptrdiff_t pixels = RoundedUpTo16(width);
+    for (int remaining = height; remaining > 0; remaining -= 2)
+    {
+        const PlanarTarget target = {y, y + yStride, u, v};
+        const UnpackPair rows = AreApart(target, pixels) ? kRows : kReference;
+        rows(packed, packed + packedStride, target, pixels);
+        packed += 2 * packedStride;
+        y += 2 * yStride;
+        u += chromaStride;
+        v += chromaStride;
+    }
+}
+
+}  // namespace
+
+const ConversionKernels kScalarKernels = {
+    PackFrame<scalar::PackYuy2, scalar::PackYuy2, 2>,
+    PackFrame<scalar::PackUyvy, scalar::PackUyvy, 2>,
+    PackFrame<scalar::PackRgb24, scalar::PackRgb24, 3>,
+    PackFrame<scalar::PackRgb32, scalar::PackRgb32, 4>,
+    UnpackFrame<scalar::UnpackRgb24, scalar::UnpackRgb24>,
+    UnpackFrame<scalar::UnpackRgb32, scalar::UnpackRgb32>,
+    UnpackFrame<scalar::UnpackYuy2, scalar::UnpackYuy2>,
+};
+
+const ConversionKernels& BestKernels()
+{
+    return kScalarKernels;
+}
+
+// ---- The exported members' strides
+// ---------------------------------------------------------------
+
+void ConvertYv12ToYuy2(unsigned char* yuy2, const unsigned char* y, const unsigned char* u,
+                       const unsigned char* v, int width, int height)
+{
+    BestKernels().yv12ToYuy2(yuy2, width, y, u, v, width, width / 2, width, height, false);
+}
+
+void ConvertYv12ToUyvy(unsigned char* uyvy, const unsigned char* y, const unsigned char* u,
+                       const unsigned char* v, int width, int height)
+{
+    BestKernels().yv12ToUyvy(uyvy, width, y, u, v, width, width / 2, width, height, false);
+}
+
+void ConvertYv12ToRgb24(unsigned char* rgb, const unsigned char* y, const unsigned char* u,
+                        const unsigned char* v, int width, int height)
+{
+    const std::ptrdiff_t stride = std::ptrdiff_t{3} * width;
+    BestKernels().yv12ToRgb24(rgb, stride, y, u, v, width, width / 2, width, height, false);
+}
+
+void ConvertYv12ToRgb32(unsigned char* rgb, const unsigned char* y, const unsigned char* u,
+                        const unsigned char* v, int width, int height)
+{
+    const std::ptrdiff_t stride = std::ptrdiff_t{4} * width;
+    BestKernels().yv12ToRgb32(rgb, stride, y, u, v, width, width / 2, width, height, false);
+}
+
+void ConvertRgb24ToYv12(const unsigned char* rgb, unsigned char* y, unsigned char* u,
+                        unsigned char* v, int width, int height)
+{
+    const std::ptrdiff_t stride = std::ptrdiff_t{3} * width;
+    BestKernels().rgb24ToYv12(rgb, stride, y, u, v, width, width / 2, width, height, false);
+}
+
+void ConvertRgb32ToYv12(const unsigned char* rgb, unsigned char* y, unsigned char* u,
+                        unsigned char* v, int width, int height)
+{
+    const std::ptrdiff_t stride = std::ptrdiff_t{4} * width;
+    BestKernels().rgb32ToYv12(rgb, stride, y, u, v, width, width / 2, width, height, false);
+}
+
+void ConvertYuy2ToYv12(const unsigned char* yuy2, unsigned char* y, unsigned char* u,
+                       unsigned char* v, int width, int height)
+{
+    const std::ptrdiff_t stride = std::ptrdiff_t{2} * width;
+    BestKernels().yuy2ToYv12(yuy2, stride, y, u, v, width, width / 2, width, height, false);
+}
+
+}  // namespace ostrel::media
