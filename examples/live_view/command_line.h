@@ -1,0 +1,21 @@
+// What the user asked for on the command line.
+#pragma once
+
+#include <string>
+
+struct Options
+{
+    std::string url;  // empty: the embedded camera
+    bool help = false;
+    bool useGdi = false;
+    int seconds = 0;  // 0: until the window is closed
+    int framesPerSecond = 25;
+    std::wstring screenshotFile;
+    std::wstring snapshotFile;
+    std::wstring summaryFile;
+};
+
+extern const char* const kUsage;
+
+// Throws std::invalid_argument, whose text tells the user what is wrong.
+Options ParseCommandLine(int count, const wchar_t* const* arguments);

@@ -1,0 +1,29 @@
+// A decoded picture, ready for the renderer.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "statistics.h"
+
+struct Picture
+{
+    int width = 0;  // what there is to see, in pixels
+    int height = 0;
+    // What is held: the width rounded up to a multiple of 16, the height to an even number, as the
+    // library's conversions work. The pixels beyond the picture repeat its edge.
+    int heldWidth = 0;
+    int heldHeight = 0;
+    std::vector<unsigned char> planes;  // YV12: Y, then V, then U
+
+    // Makes this the picture that a camera sent, and notes what each stage took. Returns an empty
+    // text, or what is wrong with the bytes; the picture is then undefined.
+    std::string Load(unsigned char* jpeg, int length, Statistics& statistics);
+
+private:
+    bool Decode(const unsigned char* jpeg, int length);
+    void Convert();
+
+    std::vector<unsigned char> pixels_;  // R, G, B; heldWidth x heldHeight
+};

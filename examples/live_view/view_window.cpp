@@ -1,0 +1,94 @@
+#include "view_window.h"
+
+#include <stdexcept>
+
+namespace
+{
+constexpr wchar_t kClassName[] = L"LiveView";
+constexpr UINT_PTR kTimer = 1;
+constexpr UINT kTick = 10;  // milliseconds
+// Wider than most pictures, which then show between black bars.
+constexpr int kClientWidth = 960;
+constexpr int kClientHeight = 600;
+}  // namespace
+
+ViewWindow::ViewWindow(Events& events) : events_(events)
+{
+    WNDCLASSW windowClass = {};
+    windowClass.style = CS_HREDRAW | CS_VREDRAW;
+    windowClass.lpfnWndProc = &ViewWindow::Procedure;
+    windowClass.hInstance = GetModuleHandleW(nullptr);
+    windowClass.hCursor = LoadCursor(nullptr, IDC_ARROW);
+    windowClass.hbrBackground = static_cast<HBRUSH>(GetStockObject(BLACK_BRUSH));
+    windowClass.lpszClassName = kClassName;
+    RegisterClassW(&windowClass);
+
+    RECT frame = {0, 0, kClientWidth, kClientHeight};
+    AdjustWindowRect(&frame, WS_OVERLAPPEDWINDOW, FALSE);
+    window_ = CreateWindowW(kClassName, L"live_view", WS_OVERLAPPEDWINDOW, CW_USEDEFAULT,
+                            CW_USEDEFAULT, frame.right - frame.left, frame.bottom - frame.top,
+                            nullptr, nullptr, windowClass.hInstance, nullptr);
+    if (window_ == nullptr)
+    {
+        throw std::runtime_error("the window cannot be opened");
+    }
+    ShowWindow(window_, SW_SHOWNORMAL);
+    UpdateWindow(window_);
+}
+
+ViewWindow::~ViewWindow()
+{
+    if (IsWindow(window_))
+    {
+        SetWindowLongPtrW(window_, GWLP_USERDATA, 0);
+        DestroyWindow(window_);
+    }
+}
+
+void ViewWindow::RunMessageLoop()
+{
+    SetWindowLongPtrW(window_, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
+    SetTimer(window_, kTimer, kTick, nullptr);
+    MSG message;
+    while (GetMessageW(&message, nullptr, 0, 0) > 0)
+    {
+        TranslateMessage(&message);
+        DispatchMessageW(&message);
+    }
+}
+
+LRESULT CALLBACK ViewWindow::Procedure(HWND window, UINT message, WPARAM first, LPARAM second)
+{
+    auto* const self = reinterpret_cast<ViewWindow*>(GetWindowLongPtrW(window, GWLP_USERDATA));
+    if (self == nullptr)
+    {
+        return DefWindowProcW(window, message, first, second);
+    }
+    switch (message)
+    {
+        case WM_TIMER:
+            self->events_.OnTimer();
+            return 0;
+        case WM_PAINT:
+        {
+            PAINTSTRUCT paint;
+            BeginPaint(window, &paint);
+            EndPaint(window, &paint);
+            self->events_.OnPaint();
+            return 0;
+        }
+        case WM_CLOSE:
+            self->events_.OnClose();
+            return 0;
+        case WM_DESTROY:
+            PostQuitMessage(0);
+            return 0;
+        default:
+            if (message >= WM_APP && message < 0xC000)
+            {
+                self->events_.OnPosted(message, first);
+                return 0;
+            }
+            return DefWindowProcW(window, message, first, second);
+    }
+}
