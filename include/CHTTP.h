@@ -113,7 +113,7 @@ public:
     static const char* s_F_s_GetHTTPData(const char* pszText);
 
     CMemManage m_memData;          ///< body of the last worker fetch
-    HANDLE m_hThread;              ///< the GET worker; kept until the next fetch or release
+    HANDLE m_hThread;              ///< the GET worker; a finished one's is kept until the next fetch
     char m_szHost[32];             ///< host name or dotted address
     char m_szUser[32];             ///< user name
     char m_szPassword[32];         ///< password

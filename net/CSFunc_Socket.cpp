@@ -1,0 +1,78 @@
+#include "CSFunc.h"
+#include "net/socket_transport.h"
+
+namespace
+{
+
+// A terminated thread may still run for a moment, and its owner frees what it works on next.
+constexpr DWORD kTerminationWait = 1000;
+
+// Takes the handle out of its variable in one step, so that of two threads that close the same
+// socket only one does: the number of a closed socket may already be another socket's.
+SOCKET Claim(SOCKET& socket)
+{
+    static_assert(sizeof(SOCKET) == sizeof(void*));
+    void* const claimed = InterlockedExchangePointer(reinterpret_cast<void* volatile*>(&socket),
+                                                     reinterpret_cast<void*>(INVALID_SOCKET));
+    return reinterpret_cast<SOCKET>(claimed);
+}
+
+}  // namespace
+
+bool CSFunc::s_F_n_ConnectTimeOut(SOCKET socket, const sockaddr* pAddr, int nAddrLen, int nTimeOut)
+{
+    if (nTimeOut > 0)
+    {
+        ostrel::net::MakeNonBlocking(socket);
+    }
+    if (connect(socket, pAddr, nAddrLen) != 0 && WSAGetLastError() != WSAEWOULDBLOCK)
+    {
+        return false;
+    }
+    // The exception set is left out on purpose: a refused connection costs the whole time-out.
+    return nTimeOut <= 0 || ostrel::net::WaitForWritable(socket, nTimeOut);
+}
+
+void CSFunc::s_S_ForceCloseSocket(SOCKET& socket)
+{
+    const SOCKET claimed = Claim(socket);
+    if (claimed == INVALID_SOCKET)
+    {
+        return;
+    }
+    const int lingers = 0;
+    setsockopt(claimed, SOL_SOCKET, SO_DONTLINGER, reinterpret_cast<const char*>(&lingers),
+               static_cast<int>(sizeof(lingers)));
+    // To linger for no time at all is to reset the connection.
+    const linger noTime = {1, 0};
+    setsockopt(claimed, SOL_SOCKET, SO_LINGER, reinterpret_cast<const char*>(&noTime),
+               static_cast<int>(sizeof(noTime)));
+    closesocket(claimed);
+}
+
+void CSFunc::s_S_ForceCloseThread(HANDLE& hThread, int nTimeOut, SOCKET* pSocket)
+{
+    if (hThread == nullptr)
+    {
+        return;
+    }
+    const bool isStillRunning =
+        WaitForSingleObject(hThread, static_cast<DWORD>(nTimeOut)) == WAIT_TIMEOUT;
+    if (pSocket != nullptr)
+    {
+        // Only now, on purpose: a thread that was told to stop may end its exchange in order.
+        s_S_ForceCloseSocket(*pSocket);
+    }
+    if (isStillRunning && hThread != nullptr)
+    {
+        TerminateThread(hThread, 0);
+        WaitForSingleObject(hThread, kTerminationWait);
+    }
+    if (isStillRunning)
+    {
+        s_S_Debug("TerminateThread hThread = 0x%08x, TIMEOUT = %d",
+                  static_cast<unsigned int>(reinterpret_cast<UINT_PTR>(hThread)), nTimeOut);
+    }
+    CloseHandle(hThread);
+    hThread = nullptr;
+}
