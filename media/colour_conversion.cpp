@@ -167,9 +167,30 @@ const ConversionKernels kScalarKernels = {
     UnpackFrame<scalar::UnpackYuy2, scalar::UnpackYuy2>,
 };
 
+const ConversionKernels kSse2Kernels = {
+    InterleaveFrame<sse2::InterleaveYuy2, scalar::PackYuy2>,
+    InterleaveFrame<sse2::InterleaveUyvy, scalar::PackUyvy>,
+    PackFrame<sse2::PackRgb24, scalar::PackRgb24, 3>,
+    PackFrame<sse2::PackRgb32, scalar::PackRgb32, 4>,
+    UnpackFrame<sse2::UnpackRgb24, scalar::UnpackRgb24>,
+    UnpackFrame<sse2::UnpackRgb32, scalar::UnpackRgb32>,
+    UnpackFrame<sse2::UnpackYuy2, scalar::UnpackYuy2>,
+};
+
+const ConversionKernels kAvx2Kernels = {
+    InterleaveFrame<avx2::InterleaveYuy2, scalar::PackYuy2>,
+    InterleaveFrame<avx2::InterleaveUyvy, scalar::PackUyvy>,
+    PackFrame<avx2::PackRgb24, scalar::PackRgb24, 3>,
+    PackFrame<avx2::PackRgb32, scalar::PackRgb32, 4>,
+    UnpackFrame<avx2::UnpackRgb24, scalar::UnpackRgb24>,
+    UnpackFrame<avx2::UnpackRgb32, scalar::UnpackRgb32>,
+    UnpackFrame<avx2::UnpackYuy2, scalar::UnpackYuy2>,
+};
+
 const ConversionKernels& BestKernels()
 {
-    return kScalarKernels;
+    static const ConversionKernels& best = CpuHasAvx2() ? kAvx2Kernels : kSse2Kernels;
+    return best;
 }
 
 // ---- The exported members' strides

@@ -63,6 +63,11 @@ void UnpackRgb32(const unsigned char* upper, const unsigned char* lower, const P
                  std::ptrdiff_t pixels);
 void UnpackYuy2(const unsigned char* upper, const unsigned char* lower, const PlanarTarget& target,
                 std::ptrdiff_t pixels);
+// For the end of a row in which a vector does not fit any more.
+void InterleaveYuy2(unsigned char* packed, const unsigned char* y, const unsigned char* u,
+                    const unsigned char* v, std::ptrdiff_t pixels);
+void InterleaveUyvy(unsigned char* packed, const unsigned char* y, const unsigned char* u,
+                    const unsigned char* v, std::ptrdiff_t pixels);
 }  // namespace scalar
 
 namespace sse2

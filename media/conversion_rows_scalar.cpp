@@ -225,4 +225,22 @@ void UnpackYuy2(const unsigned char* upper, const unsigned char* lower, const Pl
     }
 }
 
+void InterleaveYuy2(unsigned char* packed, const unsigned char* y, const unsigned char* u,
+                    const unsigned char* v, std::ptrdiff_t pixels)
+{
+    for (std::ptrdiff_t x = 0; x < pixels; x += 8)
+    {
+        Interleave8(kYuy2, packed + 2 * x, y + x, u + x / 2, v + x / 2);
+    }
+}
+
+void InterleaveUyvy(unsigned char* packed, const unsigned char* y, const unsigned char* u,
+                    const unsigned char* v, std::ptrdiff_t pixels)
+{
+    for (std::ptrdiff_t x = 0; x < pixels; x += 8)
+    {
+        Interleave8(kUyvy, packed + 2 * x, y + x, u + x / 2, v + x / 2);
+    }
+}
+
 }  // namespace ostrel::media::scalar
