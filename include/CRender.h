@@ -66,12 +66,14 @@ public:
     bool m_F_b_DrawPicture(stDef_DrawInfo info);
 
     /// Shrinks @p rcDst in place, around its centre, to the aspect of @p rcSrc. A difference of
-    /// less than 5 percentage points of width over height is tolerated.
-    /// @return 0 when @p rcDst was left as it was (also when either rectangle has no height or
-    /// @p rcSrc is narrower than a hundredth of its height); 1 otherwise.
+    /// less than 5 percentage points of width over height is tolerated. 32-bit arithmetic that cuts
+    /// towards zero and, for huge rectangles, wraps around.
+    /// @return 0 when @p rcDst was left as it was, also where the aspect cannot be worked out (a
+    /// rectangle without height); 1 otherwise, also when fitting happened to change nothing.
     int m_F_n_CalShowRect(CRect rcSrc, CRect& rcDst);
 
-    /// Converts a planar picture (Y, V, U) to 24-bit RGB in #vm_cRGBBuf, top row first.
+    /// Converts a planar picture (Y, V, U) to 24-bit RGB in #vm_cRGBBuf, top row first, rows
+    /// 3 x width bytes apart.
     ///
     /// The buffer must hold width x height x 3 bytes, or nothing is converted. Nothing is read
     /// outside the picture nor written outside the buffer, whatever its size.
@@ -79,7 +81,10 @@ public:
     void m_S_Convert2RGB(unsigned char* pYV12, BITMAPINFOHEADER* pHeader);
 
     /// Copies a planar picture (Y, V, U) into a locked YV12 surface: the rows of Y `lPitch` bytes
-    /// apart, then those of V and of U, half of it apart.
+    /// apart, then those of V and of U, half of it apart, for which an odd height counts as one
+    /// more. Nothing is read outside the picture: chroma rows that it does not hold repeat the last
+    /// one that it does. Nothing is copied into a surface whose pitch is smaller than the width.
+    /// @param pHeader `biWidth` and `biHeight` (of either sign) count.
     void m_S_CopyBmp(DDSURFACEDESC2* pLocked, unsigned char* pYV12, BITMAPINFOHEADER* pHeader);
 
     static const unsigned int vs_nFccYV12;  ///< FOURCC "YV12": 0x32315659
