@@ -2,7 +2,6 @@
 /// Collections.
 #pragma once
 
-#include <memory>
 #include <vector>
 
 #include "afx.h"
@@ -77,18 +76,19 @@ private:
         void* pData;
     };
 
+    using Block = std::vector<Node, CAfxAllocator<Node>>;
+
     static Node* NodeAt(POSITION position);
+    static Node* Required(Node* pNode);
     static POSITION PositionOf(Node* pNode);
-    Node* Existing(Node* pNode) const;
+    POSITION Insert(Node* pPrev, Node* pNext, void* newElement);
+    void* Remove(Node* pNode);
     Node* TakeFreeNode();
-    void AddBlock();
-    POSITION Link(Node* pPrev, Node* pNext, void* newElement);
-    void* Unlink(Node* pNode);
 
     Node* m_pHead = nullptr;
     Node* m_pTail = nullptr;
     Node* m_pFree = nullptr;  // the unused nodes, linked by pNext
     INT_PTR m_nCount = 0;
     size_t m_nBlockSize;
-    std::vector<std::unique_ptr<Node[]>> m_blocks;
+    std::vector<Block, CAfxAllocator<Block>> m_blocks;
 };

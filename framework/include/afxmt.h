@@ -17,7 +17,6 @@ public:
     /// @return not 0 when it was obtained within @p dwTimeout milliseconds.
     virtual BOOL Lock(DWORD dwTimeout = INFINITE);
     virtual BOOL Unlock() = 0;
-    virtual BOOL Unlock(LONG lCount, LPLONG lpPrevCount = nullptr);
 
     HANDLE m_hObject;  ///< the platform's object, or null; closed by the destructor
 };
@@ -26,6 +25,7 @@ public:
 class AFX_API CCriticalSection : public CSyncObject
 {
 public:
+    /// Throws CMemoryException when memory is short, COleException when anything else fails.
     CCriticalSection();
     ~CCriticalSection() override;
 
@@ -38,7 +38,6 @@ public:
     BOOL Lock(DWORD dwTimeout) override;
 
     BOOL Unlock() override;
-    using CSyncObject::Unlock;
 
     CRITICAL_SECTION m_sect;
 };
@@ -47,7 +46,7 @@ public:
 class AFX_API CSingleLock
 {
 public:
-    /// @param pObject must not be null, and must outlive this one.
+    /// @param pObject must outlive this one; null throws CInvalidArgException.
     /// @param bInitialLock TRUE waits for the object at once.
     explicit CSingleLock(CSyncObject* pObject, BOOL bInitialLock = FALSE);
     ~CSingleLock();
@@ -58,9 +57,8 @@ public:
     /// @return not 0 when the object was obtained within @p dwTimeOut milliseconds.
     BOOL Lock(DWORD dwTimeOut = INFINITE);
 
-    /// @return not 0 when the object was released; 0 when it was not held.
+    /// @return not 0 when the object is held no longer.
     BOOL Unlock();
-    BOOL Unlock(LONG lCount, LPLONG lPrevCount = nullptr);
 
     BOOL IsLocked() { return m_bAcquired; }
 

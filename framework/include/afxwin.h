@@ -7,12 +7,14 @@
 #include "afxcoll.h"
 #include "atltypes.h"
 
-/// The application object. A module has one, at namespace scope: constructing it makes it known to
-/// AfxGetApp(), and the framework calls its members when the module is loaded and unloaded.
+/// The application object. The module has one, at namespace scope: the first that is constructed is
+/// the one that AfxGetApp() knows, and the framework calls its members when the module is loaded
+/// and unloaded.
 class AFX_API CWinApp : public CObject
 {
 public:
-    /// @param lpszAppName the application's name; null: the name of the module's file.
+    /// @param lpszAppName the application's name, which is not copied; null: the name of the
+    /// module's file without its extension.
     explicit CWinApp(LPCTSTR lpszAppName = nullptr);
     ~CWinApp() override;
 
@@ -26,9 +28,6 @@ public:
 
     LPCTSTR m_pszAppName;   ///< the application's name; set before InitInstance() runs
     HINSTANCE m_hInstance;  ///< the module's instance; set before InitInstance() runs
-
-private:
-    CString m_strAppName;
 };
 
 /// @return the module's application object, or null.

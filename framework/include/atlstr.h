@@ -69,7 +69,7 @@ struct CAfxOtherChar<wchar_t>
 /// cannot be had throws CMemoryException. Searches and comparisons end at a null character within
 /// the string.
 template <typename BaseType>
-class CStringT
+class AFX_API CStringT
 {
 public:
     typedef BaseType XCHAR;
@@ -106,6 +106,7 @@ public:
     CStringT& operator+=(PCXSTR pszSrc);
     CStringT& operator+=(PCYSTR pszSrc);
     CStringT& operator+=(char ch);
+    CStringT& operator+=(unsigned char ch);
     CStringT& operator+=(wchar_t ch);
 
     // ---- The text as a whole ---------------------------------------------------------------
@@ -115,12 +116,14 @@ public:
     void Empty();
     PCXSTR GetString() const;
     operator PCXSTR() const { return GetString(); }
+    /// Unlike an assignment, throws CInvalidArgException for a null pointer.
     void SetString(PCXSTR pszSrc);
     void SetString(PCXSTR pszSrc, int nLength);
     void Append(PCXSTR pszSrc);
     void Append(PCXSTR pszSrc, int nLength);
     void Append(const CStringT& strSrc);
     void AppendChar(XCHAR ch);
+    void Truncate(int nNewLength);
 
     // ---- Characters; the index of the terminator may be read, not written --------------------
 
@@ -215,16 +218,15 @@ public:
     }
     friend CStringT operator+(const CStringT& str1, PCXSTR psz2) { return Join(str1, psz2); }
     friend CStringT operator+(PCXSTR psz1, const CStringT& str2) { return Join(psz1, str2); }
-    friend CStringT operator+(const CStringT& str1, char ch2) { return Join(str1, CStringT(ch2)); }
-    friend CStringT operator+(const CStringT& str1, wchar_t ch2)
-    {
-        return Join(str1, CStringT(ch2));
-    }
-    friend CStringT operator+(char ch1, const CStringT& str2) { return Join(CStringT(ch1), str2); }
-    friend CStringT operator+(wchar_t ch1, const CStringT& str2)
-    {
-        return Join(CStringT(ch1), str2);
-    }
+    friend CStringT operator+(const CStringT& str1, char ch2) { return Join(str1, ch2); }
+    friend CStringT operator+(const CStringT& str1, wchar_t ch2) { return Join(str1, ch2); }
+    friend CStringT operator+(char ch1, const CStringT& str2) { return Join(ch1, str2); }
+    friend CStringT operator+(wchar_t ch1, const CStringT& str2) { return Join(ch1, str2); }
+
+    friend bool operator==(const CStringT& str1, XCHAR ch2) { return str1 == CStringT(ch2); }
+    friend bool operator==(XCHAR ch1, const CStringT& str2) { return CStringT(ch1) == str2; }
+    friend bool operator!=(const CStringT& str1, XCHAR ch2) { return str1 != CStringT(ch2); }
+    friend bool operator!=(XCHAR ch1, const CStringT& str2) { return CStringT(ch1) != str2; }
 
 #define AFX_COMPARISON(op)                                              \
     friend bool operator op(const CStringT& str1, const CStringT& str2) \
@@ -260,13 +262,16 @@ private:
     using Text = std::basic_string<XCHAR, std::char_traits<XCHAR>, CAfxAllocator<XCHAR>>;
     using View = std::basic_string_view<XCHAR>;
 
-    static CStringT Join(View first, View second);
-    static CStringT Join(const CStringT& first, const CStringT& second);
+    template <typename First, typename Second>
+    static CStringT Join(const First& first, const Second& second)
+    {
+        CStringT sum(first);
+        sum += second;
+        return sum;
+    }
 
     View GetView() const;
     Text& GetText();
-    void Assign(View text);
-    void AppendView(View text);
     template <typename Predicate>
     void TrimLeftWhile(Predicate isTarget);
     template <typename Predicate>
@@ -277,10 +282,8 @@ private:
     std::size_t m_nSpare = 0;
 };
 
-#if !defined(OSTREL_BUILDING_DLL)
-extern template class AFX_API CStringT<char>;
-extern template class AFX_API CStringT<wchar_t>;
-#endif
+extern template class CStringT<char>;
+extern template class CStringT<wchar_t>;
 
 typedef CStringT<char> CStringA;
 typedef CStringT<wchar_t> CStringW;

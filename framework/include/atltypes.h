@@ -176,3 +176,33 @@ public:
     /// @return this rectangle with each edge multiplied and then divided, rounded, as `MulDiv`.
     CRect MulDiv(int nMultiplier, int nDivisor) const;
 };
+
+inline CPoint CSize::operator+(POINT point) const
+{
+    return CPoint(point) + *this;
+}
+
+inline CPoint CSize::operator-(POINT point) const
+{
+    return CPoint(cx - point.x, cy - point.y);
+}
+
+inline CRect CSize::operator+(const RECT* lpRect) const
+{
+    return CRect(lpRect) + *this;
+}
+
+inline CRect CSize::operator-(const RECT* lpRect) const
+{
+    return CRect(lpRect) - *this;
+}
+
+inline CRect CPoint::operator+(const RECT* lpRect) const
+{
+    return CRect(lpRect) + *this;
+}
+
+inline CRect CPoint::operator-(const RECT* lpRect) const
+{
+    return CRect(lpRect) - *this;
+}
