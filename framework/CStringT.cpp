@@ -335,6 +335,12 @@ typename CStringT<BaseType>::PCXSTR CStringT<BaseType>::GetString() const
 }
 
 template <typename BaseType>
+CStringT<BaseType>::operator PCXSTR() const
+{
+    return GetString();
+}
+
+template <typename BaseType>
 void CStringT<BaseType>::SetString(PCXSTR pszSrc)
 {
     Require(pszSrc != nullptr);
@@ -388,6 +394,12 @@ typename CStringT<BaseType>::XCHAR CStringT<BaseType>::GetAt(int iChar) const
 {
     Require(iChar >= 0 && iChar <= GetLength());
     return m_text.c_str()[iChar];
+}
+
+template <typename BaseType>
+typename CStringT<BaseType>::XCHAR CStringT<BaseType>::operator[](int iChar) const
+{
+    return GetAt(iChar);
 }
 
 template <typename BaseType>

@@ -115,7 +115,7 @@ public:
     bool IsEmpty() const;
     void Empty();
     PCXSTR GetString() const;
-    operator PCXSTR() const { return GetString(); }
+    operator PCXSTR() const;
     /// Unlike an assignment, throws CInvalidArgException for a null pointer.
     void SetString(PCXSTR pszSrc);
     void SetString(PCXSTR pszSrc, int nLength);
@@ -128,7 +128,7 @@ public:
     // ---- Characters; the index of the terminator may be read, not written --------------------
 
     XCHAR GetAt(int iChar) const;
-    XCHAR operator[](int iChar) const { return GetAt(iChar); }
+    XCHAR operator[](int iChar) const;
     void SetAt(int iChar, XCHAR ch);
 
     // ---- The buffer, to be written from outside ---------------------------------------------
