@@ -1,0 +1,322 @@
+// The exported conversions: their strides, a value or two through each, and their lock.
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <algorithm>
+#include <atomic>
+#include <climits>
+#include <cstddef>
+#include <functional>
+#include <thread>
+#include <vector>
+
+#include "CSFunc.h"
+
+namespace
+{
+
+using Bytes = std::vector<unsigned char>;
+
+constexpr unsigned char kUntouched = 0xEE;
+
+Bytes Repeated(const Bytes& pixel, std::size_t count)
+{
+    Bytes bytes;
+    for (std::size_t i = 0; i < count; ++i)
+    {
+        bytes.insert(bytes.end(), pixel.begin(), pixel.end());
+    }
+    return bytes;
+}
+
+// A picture of a colour with room for rows that run on.
+struct Yv12
+{
+    Yv12(unsigned char luma, unsigned char blue, unsigned char red)
+        : y(4096, luma), u(4096, blue), v(4096, red)
+    {
+    }
+
+    Bytes y;
+    Bytes u;
+    Bytes v;
+};
+
+using ToPacked = void (*)(unsigned char*, const unsigned char*, const unsigned char*,
+                          const unsigned char*, int, int);
+using ToPlanar = void (*)(const unsigned char*, unsigned char*, unsigned char*, unsigned char*, int,
+                          int);
+
+constexpr ToPacked kToPacked[] = {CSFunc::s_S_YV12_to_YUY2, CSFunc::s_S_YV12_to_UYVY,
+                                  CSFunc::s_S_YV12_to_RGB24, CSFunc::s_S_YV12_to_RGB32};
+constexpr ToPlanar kToPlanar[] = {CSFunc::s_S_RGB24_to_YV12, CSFunc::s_S_RGB32_to_YV12,
+                                  CSFunc::s_S_YUY2_to_YV12};
+
+Bytes PackedBy(ToPacked convert, const Yv12& picture, int width, int height)
+{
+    Bytes packed(4096, kUntouched);
+    convert(packed.data(), picture.y.data(), picture.u.data(), picture.v.data(), width, height);
+    while (!packed.empty() && packed.back() == kUntouched)
+    {
+        packed.pop_back();
+    }
+    return packed;
+}
+
+Yv12 PlanarBy(ToPlanar convert, const Bytes& packed, int width, int height)
+{
+    Yv12 picture(kUntouched, kUntouched, kUntouched);
+    convert(packed.data(), picture.y.data(), picture.u.data(), picture.v.data(), width, height);
+    return picture;
+}
+
+// So many bytes of a value, and what was there before behind them.
+Bytes Plane(std::size_t size, unsigned char value)
+{
+    Bytes plane(4096, kUntouched);
+    std::fill_n(plane.begin(), size, value);
+    return plane;
+}
+
+}  // namespace
+
+TEST(ConversionMember, Yv12ToRgb24WritesBlueGreenRed)
+{
+    EXPECT_EQ(PackedBy(CSFunc::s_S_YV12_to_RGB24, Yv12(82, 90, 240), 32, 4),
+              Repeated({0, 0, 254}, 32 * 4));
+    EXPECT_EQ(PackedBy(CSFunc::s_S_YV12_to_RGB24, Yv12(16, 128, 128), 32, 4),
+              Repeated({0, 0, 0}, 32 * 4));
+    EXPECT_EQ(PackedBy(CSFunc::s_S_YV12_to_RGB24, Yv12(235, 128, 128), 32, 4),
+              Repeated({253, 253, 253}, 32 * 4));
+}
+
+TEST(ConversionMember, Yv12ToRgb32WritesBlueGreenRedZero)
+{
+    EXPECT_EQ(PackedBy(CSFunc::s_S_YV12_to_RGB32, Yv12(82, 90, 240), 32, 4),
+              Repeated({0, 0, 254, 0}, 32 * 4));
+    // Blue saturates: 74 x 239 + 129 x 127 is above 32767.
+    EXPECT_EQ(PackedBy(CSFunc::s_S_YV12_to_RGB32, Yv12(255, 255, 128), 32, 4),
+              Repeated({255, 226, 255, 0}, 32 * 4));
+}
+
+TEST(ConversionMember, AWidthOf20Processes32PixelsPerRow)
+{
+    // The last row starts at 60 and holds 96 bytes.
+    EXPECT_EQ(PackedBy(CSFunc::s_S_YV12_to_RGB24, Yv12(235, 128, 128), 20, 2), Bytes(156, 253));
+    // The last row starts at 20 and holds 64 bytes.
+    EXPECT_EQ(PackedBy(CSFunc::s_S_YV12_to_YUY2, Yv12(7, 7, 7), 20, 2), Bytes(84, 7));
+}
+
+TEST(ConversionMember, AHeightOf5Processes6Rows)
+{
+    EXPECT_EQ(PackedBy(CSFunc::s_S_YV12_to_RGB24, Yv12(235, 128, 128), 16, 5),
+              Bytes(3 * 16 * 6, 253));
+}
+
+TEST(ConversionMember, RowsAndChromaRowsAreTakenAtTheirStrides)
+{
+    Yv12 picture(16, 128, 128);
+    picture.y[32 * 3 + 5] = 235;
+    picture.u[16 + 1] = 255;
+    Bytes expected(4 * 32 * 4, 0);
+    for (const std::size_t channel : {0, 1, 2})
+    {
+        expected[128 * 3 + 4 * 5 + channel] = 253;
+    }
+    // 129 x 127 / 64 is 255.9; 25 x 127 makes green negative.
+    for (const std::size_t pixel : {32 * 2 + 2, 32 * 2 + 3, 32 * 3 + 2, 32 * 3 + 3})
+    {
+        expected[4 * pixel] = 255;
+    }
+    EXPECT_EQ(PackedBy(CSFunc::s_S_YV12_to_RGB32, picture, 32, 4), expected);
+}
+
+TEST(ConversionMember, Yuy2IsLaidOutAtHalfOfItsRows)
+{
+    Yv12 picture(0, 50, 60);
+    for (int row = 0; row < 4; ++row)
+    {
+        std::fill_n(picture.y.begin() + 32 * row, 32, static_cast<unsigned char>(10 + row));
+    }
+    Bytes expected = Repeated({10, 50, 10, 60}, 16);
+    for (const unsigned char luma : {12, 12, 13})
+    {
+        const Bytes half = Repeated({luma, 50, luma, 60}, 8);
+        expected.insert(expected.end(), half.begin(), half.end());
+    }
+    ASSERT_EQ(expected.size(), 5u * 32);
+    EXPECT_EQ(PackedBy(CSFunc::s_S_YV12_to_YUY2, picture, 32, 4), expected);
+}
+
+TEST(ConversionMember, UyvyIsLaidOutAtHalfOfItsRows)
+{
+    Yv12 picture(0, 50, 60);
+    for (int row = 0; row < 4; ++row)
+    {
+        std::fill_n(picture.y.begin() + 32 * row, 32, static_cast<unsigned char>(10 + row));
+    }
+    Bytes expected = Repeated({50, 10, 60, 10}, 16);
+    for (const unsigned char luma : {12, 12, 13})
+    {
+        const Bytes half = Repeated({50, luma, 60, luma}, 8);
+        expected.insert(expected.end(), half.begin(), half.end());
+    }
+    EXPECT_EQ(PackedBy(CSFunc::s_S_YV12_to_UYVY, picture, 32, 4), expected);
+}
+
+TEST(ConversionMember, Rgb24ToYv12ReadsRedFirst)
+{
+    const Yv12 picture = PlanarBy(CSFunc::s_S_RGB24_to_YV12, Repeated({255, 0, 0}, 4096), 32, 4);
+    EXPECT_EQ(picture.y, Plane(32 * 4, 82));
+    EXPECT_EQ(picture.u, Plane(16 * 2, 90));
+    EXPECT_EQ(picture.v, Plane(16 * 2, 240));
+}
+
+TEST(ConversionMember, Rgb32ToYv12IgnoresTheFourthByte)
+{
+    const Yv12 picture =
+        PlanarBy(CSFunc::s_S_RGB32_to_YV12, Repeated({255, 0, 0, 77}, 4096), 32, 4);
+    EXPECT_EQ(picture.y, Plane(32 * 4, 82));
+    EXPECT_EQ(picture.u, Plane(16 * 2, 90));
+    EXPECT_EQ(picture.v, Plane(16 * 2, 240));
+}
+
+TEST(ConversionMember, PackedRgbRowsAreTakenAtTheirStrides)
+{
+    for (const std::size_t size : {3, 4})
+    {
+        Bytes packed(4096, 0);
+        packed[size * (32 * 3 + 4)] = 255;  // red at row 3, column 4
+        const Yv12 picture = PlanarBy(
+            size == 3 ? CSFunc::s_S_RGB24_to_YV12 : CSFunc::s_S_RGB32_to_YV12, packed, 32, 4);
+        Bytes y = Plane(32 * 4, 16);
+        y[32 * 3 + 4] = 82;
+        // A quarter of red: -8.9 and 28.4, both floored.
+        Bytes u = Plane(16 * 2, 128);
+        u[16 + 2] = 119;
+        Bytes v = Plane(16 * 2, 128);
+        v[16 + 2] = 156;
+        EXPECT_EQ(picture.y, y);
+        EXPECT_EQ(picture.u, u);
+        EXPECT_EQ(picture.v, v);
+    }
+}
+
+TEST(ConversionMember, Yuy2ToYv12AveragesTheChromaOfTwoRowsRoundingUp)
+{
+    Bytes packed = Repeated({1, 10, 1, 200}, 16);
+    const Bytes second = Repeated({2, 11, 2, 203}, 16);
+    packed.insert(packed.end(), second.begin(), second.end());
+    const Yv12 picture = PlanarBy(CSFunc::s_S_YUY2_to_YV12, packed, 32, 2);
+    Bytes y = Plane(64, 2);
+    std::fill_n(y.begin(), 32, static_cast<unsigned char>(1));
+    EXPECT_EQ(picture.y, y);
+    EXPECT_EQ(picture.u, Plane(16, 11));
+    EXPECT_EQ(picture.v, Plane(16, 202));
+}
+
+TEST(ConversionMember, NoSizeBelowOneTouchesAnything)
+{
+    for (const int size : {0, -1, INT_MIN})
+    {
+        for (const ToPacked convert : kToPacked)
+        {
+            convert(nullptr, nullptr, nullptr, nullptr, size, 2);
+            convert(nullptr, nullptr, nullptr, nullptr, 16, size);
+        }
+        for (const ToPlanar convert : kToPlanar)
+        {
+            convert(nullptr, nullptr, nullptr, nullptr, size, 2);
+            convert(nullptr, nullptr, nullptr, nullptr, 16, size);
+        }
+    }
+}
+
+// ---- The lock
+// ------------------------------------------------------------------------------------
+
+namespace
+{
+
+// Runs a conversion on another thread while this one holds the lock, and then once more without.
+void ExpectWaitsForTheLock(const std::function<void()>& convert)
+{
+    std::atomic<bool> isStarted = false;
+    std::atomic<bool> isDone = false;
+    CSFunc::vs_csYuvToRgb.Lock();
+    std::thread converter(
+        [&]
+        {
+            isStarted = true;
+            convert();
+            isDone = true;
+        });
+    while (!isStarted)
+    {
+        Sleep(1);
+    }
+    Sleep(60);
+    EXPECT_FALSE(isDone);
+    CSFunc::vs_csYuvToRgb.Unlock();
+    converter.join();
+    EXPECT_TRUE(isDone);
+}
+
+}  // namespace
+
+TEST(ConversionMember, EveryConversionWaitsForTheLock)
+{
+    for (const ToPacked convert : kToPacked)
+    {
+        Yv12 picture(16, 128, 128);
+        Bytes packed(4096);
+        ExpectWaitsForTheLock(
+            [&] {
+                convert(packed.data(), picture.y.data(), picture.u.data(), picture.v.data(), 16, 2);
+            });
+    }
+    for (const ToPlanar convert : kToPlanar)
+    {
+        Yv12 picture(16, 128, 128);
+        const Bytes packed(4096);
+        ExpectWaitsForTheLock(
+            [&] {
+                convert(packed.data(), picture.y.data(), picture.u.data(), picture.v.data(), 16, 2);
+            });
+    }
+}
+
+TEST(ConversionMember, TheLockIsFreeAfterAConversion)
+{
+    const Yv12 picture(16, 128, 128);
+    for (const ToPacked convert : kToPacked)
+    {
+        PackedBy(convert, picture, 16, 2);
+        PackedBy(convert, picture, 0, 0);
+    }
+    for (const ToPlanar convert : kToPlanar)
+    {
+        PlanarBy(convert, Bytes(4096), 16, 2);
+        PlanarBy(convert, Bytes(4096), 0, 0);
+    }
+    bool isFree = false;
+    std::thread other(
+        [&]
+        {
+            CRITICAL_SECTION* section = CSFunc::vs_csYuvToRgb;
+            isFree = TryEnterCriticalSection(section) != FALSE;
+            if (isFree)
+            {
+                LeaveCriticalSection(section);
+            }
+        });
+    other.join();
+    EXPECT_TRUE(isFree);
+}
+
+TEST(ConversionMember, AThreadThatHoldsTheLockMayConvert)
+{
+    CSFunc::vs_csYuvToRgb.Lock();
+    EXPECT_EQ(PackedBy(CSFunc::s_S_YV12_to_RGB24, Yv12(235, 128, 128), 16, 2), Bytes(96, 253));
+    CSFunc::vs_csYuvToRgb.Unlock();
+}
