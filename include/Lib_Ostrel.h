@@ -7,3 +7,4 @@
 #include "CMemManage.h"
 #include "CRender.h"
 #include "CSFunc.h"
+#include "CStdSocket.h"

@@ -1,11 +1,9 @@
 #include "CSFunc.h"
 #include "net/socket_transport.h"
+#include "net/thread_end.h"
 
 namespace
 {
-
-// A terminated thread may still run for a moment, and its owner frees what it works on next.
-constexpr DWORD kTerminationWait = 1000;
 
 // Takes the handle out of its variable in one step, so that of two threads that close the same
 // socket only one does: the number of a closed socket may already be another socket's.
@@ -52,27 +50,5 @@ void CSFunc::s_S_ForceCloseSocket(SOCKET& socket)
 
 void CSFunc::s_S_ForceCloseThread(HANDLE& hThread, int nTimeOut, SOCKET* pSocket)
 {
-    if (hThread == nullptr)
-    {
-        return;
-    }
-    const bool isStillRunning =
-        WaitForSingleObject(hThread, static_cast<DWORD>(nTimeOut)) == WAIT_TIMEOUT;
-    if (pSocket != nullptr)
-    {
-        // Only now, on purpose: a thread that was told to stop may end its exchange in order.
-        s_S_ForceCloseSocket(*pSocket);
-    }
-    if (isStillRunning && hThread != nullptr)
-    {
-        TerminateThread(hThread, 0);
-        WaitForSingleObject(hThread, kTerminationWait);
-    }
-    if (isStillRunning)
-    {
-        s_S_Debug("TerminateThread hThread = 0x%08x, TIMEOUT = %d",
-                  static_cast<unsigned int>(reinterpret_cast<UINT_PTR>(hThread)), nTimeOut);
-    }
-    CloseHandle(hThread);
-    hThread = nullptr;
+    ostrel::net::ForceEndThread(hThread, nTimeOut, pSocket, ostrel::net::OnTermination::Report);
 }

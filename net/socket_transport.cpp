@@ -10,17 +10,18 @@ namespace ostrel::net
 namespace
 {
 
-enum class Direction
+TransferResult ToResult(int count)
 {
-    Write,
-    Read
-};
+    return {count, count == SOCKET_ERROR && WSAGetLastError() == WSAEWOULDBLOCK};
+}
 
-bool WaitFor(Direction direction, SOCKET socket, int timeOut)
+}  // namespace
+
+WaitResult WaitFor(Direction direction, SOCKET socket, int timeOut)
 {
     if (timeOut < 0 || socket == INVALID_SOCKET)
     {
-        return false;
+        return WaitResult::Failed;
     }
     fd_set set;
     FD_ZERO(&set);
@@ -29,24 +30,41 @@ bool WaitFor(Direction direction, SOCKET socket, int timeOut)
     timeval limit = {value.seconds, value.microseconds};
     fd_set* const readSet = direction == Direction::Read ? &set : nullptr;
     fd_set* const writeSet = direction == Direction::Write ? &set : nullptr;
-    return select(static_cast<int>(socket) + 1, readSet, writeSet, nullptr, &limit) >= 1;
+    const int count = select(static_cast<int>(socket) + 1, readSet, writeSet, nullptr, &limit);
+    if (count == 0)
+    {
+        return WaitResult::TimedOut;
+    }
+    return count > 0 ? WaitResult::Ready : WaitResult::Failed;
 }
-
-TransferResult ToResult(int count)
-{
-    return {count, count == SOCKET_ERROR && WSAGetLastError() == WSAEWOULDBLOCK};
-}
-
-}  // namespace
 
 bool WaitForWritable(SOCKET socket, int timeOut)
 {
-    return WaitFor(Direction::Write, socket, timeOut);
+    return WaitFor(Direction::Write, socket, timeOut) == WaitResult::Ready;
 }
 
 bool WaitForReadable(SOCKET socket, int timeOut)
 {
-    return WaitFor(Direction::Read, socket, timeOut);
+    return WaitFor(Direction::Read, socket, timeOut) == WaitResult::Ready;
+}
+
+TransferResult SendOn(SOCKET socket, const char* bytes, int count)
+{
+    return ToResult(send(socket, bytes, count, 0));
+}
+
+TransferResult ReceiveFrom(SOCKET socket, char* bytes, int capacity)
+{
+    return ToResult(recv(socket, bytes, capacity, 0));
+}
+
+sockaddr_in ToSocketAddress(unsigned int address, int port)
+{
+    sockaddr_in result = {};
+    result.sin_family = AF_INET;
+    result.sin_port = htons(static_cast<u_short>(port));
+    result.sin_addr.s_addr = htonl(address);
+    return result;
 }
 
 void MakeNonBlocking(SOCKET socket)
@@ -55,21 +73,23 @@ void MakeNonBlocking(SOCKET socket)
     ioctlsocket(socket, FIONBIO, &isNonBlocking);
 }
 
-bool SocketTransport::Connect(const char* host, int port, int timeOut)
+bool ConnectNewSocket(SOCKET& socket, unsigned int address, int port, int timeOut)
 {
-    vm_socket = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<u_short>(port));
-    address.sin_addr.s_addr = htonl(LookUpHost(host));
-    if (!CSFunc::s_F_n_ConnectTimeOut(vm_socket, reinterpret_cast<const sockaddr*>(&address),
-                                      static_cast<int>(sizeof(address)), timeOut))
+    socket = ::socket(AF_INET, SOCK_STREAM, 0);
+    const sockaddr_in peer = ToSocketAddress(address, port);
+    if (!CSFunc::s_F_n_ConnectTimeOut(socket, reinterpret_cast<const sockaddr*>(&peer),
+                                      static_cast<int>(sizeof(peer)), timeOut))
     {
         return false;
     }
     // Without a time-out the connect was a blocking one, but no receive may ever block.
-    MakeNonBlocking(vm_socket);
+    MakeNonBlocking(socket);
     return true;
+}
+
+bool SocketTransport::Connect(const char* host, int port, int timeOut)
+{
+    return ConnectNewSocket(vm_socket, LookUpHost(host), port, timeOut);
 }
 
 bool SocketTransport::WaitWritable(int timeOut)
@@ -84,12 +104,12 @@ bool SocketTransport::WaitReadable(int timeOut)
 
 TransferResult SocketTransport::Send(const char* bytes, int count)
 {
-    return ToResult(send(vm_socket, bytes, count, 0));
+    return SendOn(vm_socket, bytes, count);
 }
 
 TransferResult SocketTransport::Receive(char* bytes, int capacity)
 {
-    return ToResult(recv(vm_socket, bytes, capacity, 0));
+    return ReceiveFrom(vm_socket, bytes, capacity);
 }
 
 void SocketTransport::Pause(int time)

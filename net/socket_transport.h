@@ -30,10 +30,31 @@ private:
     SOCKET& vm_socket;
 };
 
+/// What a wait on a socket is for.
+enum class Direction
+{
+    Write,
+    Read
+};
+
+/// Waits for at most @p timeOut milliseconds. A negative time-out is a failure.
+WaitResult WaitFor(Direction direction, SOCKET socket, int timeOut);
+
 /// Waits for at most @p timeOut milliseconds for the socket to become writable or readable. A
 /// negative time-out is an error.
 bool WaitForWritable(SOCKET socket, int timeOut);
 bool WaitForReadable(SOCKET socket, int timeOut);
+
+TransferResult SendOn(SOCKET socket, const char* bytes, int count);
+TransferResult ReceiveFrom(SOCKET socket, char* bytes, int capacity);
+
+/// @param address an IPv4 address in host byte order.
+sockaddr_in ToSocketAddress(unsigned int address, int port);
+
+/// Makes a TCP socket in @p socket and connects it; afterwards it is non-blocking. It stays in the
+/// variable even when it could not be connected.
+/// @param address an IPv4 address in host byte order.
+bool ConnectNewSocket(SOCKET& socket, unsigned int address, int port, int timeOut);
 
 /// Switches the socket to non-blocking mode.
 void MakeNonBlocking(SOCKET socket);

@@ -12,6 +12,14 @@ struct TransferResult
     bool wouldBlock;  ///< nothing was moved because nothing could be yet
 };
 
+/// How a wait on a connection ended.
+enum class WaitResult
+{
+    Ready,
+    TimedOut,
+    Failed
+};
+
 /// One TCP connection whose sends and receives never block. Times are milliseconds.
 class Transport
 {
