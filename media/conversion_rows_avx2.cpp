@@ -32,6 +32,15 @@ void StoreHalf(unsigned char* bytes, __m128i value)
     _mm_storeu_si128(reinterpret_cast<__m128i*>(bytes), value);
 }
 
+// 16 samples of U and V in turn.
+__m256i LoadChroma(const unsigned char* u, const unsigned char* v)
+{
+    const __m128i uSamples = LoadHalf(u);
+    const __m128i vSamples = LoadHalf(v);
+    return _mm256_set_m128i(_mm_unpackhi_epi8(uSamples, vSamples),
+                            _mm_unpacklo_epi8(uSamples, vSamples));
+}
+
 // 16-bit lanes that repeat a pair.
 __m256i Pairs(short first, short second)
 {
@@ -61,29 +70,35 @@ Terms ForBothNeighbours(__m256i samples)
     return {_mm256_unpacklo_epi16(samples, samples), _mm256_unpackhi_epi16(samples, samples)};
 }
 
-// What chroma adds to 74 x y, the luma offset of 16 included: no partial sum saturates, so where it
-// is subtracted makes no difference.
+// What chroma adds to a pixel's luma; from it, for green.
 struct ChromaTerms
 {
     Terms blue;
-    Terms minusGreen;
+    Terms green;
     Terms red;
 };
 
-// Of 16 samples each, in 16-bit lanes.
-ChromaTerms ChromaTermsOf(__m256i uSamples, __m256i vSamples)
+// Multiplies unsigned bytes with signed ones and adds the products of neighbours. (It takes the
+// place of 16-bit multiplications too, which compilers break up into several shifts and sums.)
+__m256i SumsOfProducts(__m256i unsignedBytes, __m256i signedBytes)
 {
-    const __m256i chromaOffset = _mm256_set1_epi16(128);
-    const __m256i lumaOffset = _mm256_set1_epi16(74 * 16);
-    const __m256i u = _mm256_sub_epi16(uSamples, chromaOffset);
-    const __m256i v = _mm256_sub_epi16(vSamples, chromaOffset);
-    const __m256i blue = _mm256_mullo_epi16(u, _mm256_set1_epi16(129));
-    const __m256i green = _mm256_add_epi16(_mm256_mullo_epi16(u, _mm256_set1_epi16(25)),
-                                           _mm256_mullo_epi16(v, _mm256_set1_epi16(52)));
-    const __m256i red = _mm256_mullo_epi16(v, _mm256_set1_epi16(102));
-    return {ForBothNeighbours(_mm256_sub_epi16(blue, lumaOffset)),
-            ForBothNeighbours(_mm256_add_epi16(green, lumaOffset)),
-            ForBothNeighbours(_mm256_sub_epi16(red, lumaOffset))};
+    return _mm256_maddubs_epi16(unsignedBytes, signedBytes);
+}
+
+// 8-bit lanes that repeat a pair.
+__m256i BytePairs(unsigned char first, unsigned char second)
+{
+    return _mm256_set1_epi16(static_cast<short>(first | second << 8));
+}
+
+// Of 16 samples, U and V in turn.
+ChromaTerms ChromaTermsOf(__m256i samples)
+{
+    // Less 128 each, as signed bytes.
+    const __m256i chroma = _mm256_xor_si256(samples, _mm256_set1_epi8(-128));
+    return {ForBothNeighbours(SumsOfProducts(BytePairs(129, 0), chroma)),
+            ForBothNeighbours(SumsOfProducts(BytePairs(25, 52), chroma)),
+            ForBothNeighbours(SumsOfProducts(BytePairs(0, 102), chroma))};
 }
 
 // 32 pixels, a byte per channel.
@@ -101,14 +116,15 @@ __m256i Clamped(__m256i low, __m256i high)
 
 Channels ChannelsOf(__m256i luma, const ChromaTerms& chroma)
 {
-    const __m256i zero = _mm256_setzero_si256();
-    const __m256i gain = _mm256_set1_epi16(74);
-    const __m256i low = _mm256_mullo_epi16(_mm256_unpacklo_epi8(luma, zero), gain);
-    const __m256i high = _mm256_mullo_epi16(_mm256_unpackhi_epi8(luma, zero), gain);
+    // 74 x y - 37 x 32 = 74 x (y - 16)
+    const __m256i offset = _mm256_set1_epi8(32);
+    const __m256i gains = BytePairs(74, static_cast<unsigned char>(-37));
+    const __m256i low = SumsOfProducts(_mm256_unpacklo_epi8(luma, offset), gains);
+    const __m256i high = SumsOfProducts(_mm256_unpackhi_epi8(luma, offset), gains);
     return {
         Clamped(_mm256_adds_epi16(low, chroma.blue.low), _mm256_adds_epi16(high, chroma.blue.high)),
-        Clamped(_mm256_subs_epi16(low, chroma.minusGreen.low),
-                _mm256_subs_epi16(high, chroma.minusGreen.high)),
+        Clamped(_mm256_subs_epi16(low, chroma.green.low),
+                _mm256_subs_epi16(high, chroma.green.high)),
         Clamped(_mm256_adds_epi16(low, chroma.red.low), _mm256_adds_epi16(high, chroma.red.high))};
 }
 
@@ -170,13 +186,9 @@ struct Samples422
 
 Samples422 Load422(const unsigned char* y, const unsigned char* u, const unsigned char* v)
 {
-    const __m128i uSamples = LoadHalf(u);
-    const __m128i vSamples = LoadHalf(v);
-    const __m256i chroma = _mm256_set_m128i(_mm_unpackhi_epi8(uSamples, vSamples),
-                                            _mm_unpacklo_epi8(uSamples, vSamples));
     constexpr int kQuarters = _MM_SHUFFLE(3, 1, 2, 0);
     return {_mm256_permute4x64_epi64(Load(y), kQuarters),
-            _mm256_permute4x64_epi64(chroma, kQuarters)};
+            _mm256_permute4x64_epi64(LoadChroma(u, v), kQuarters)};
 }
 
 // ---- RGB to YUV
@@ -271,40 +283,50 @@ struct Rgb32
     }
 };
 
-__m256i BytesOf(__m256i a, __m256i b, __m256i c, __m256i d)
-{
-    return _mm256_packus_epi16(_mm256_packs_epi32(a, b), _mm256_packs_epi32(c, d));
-}
-
 // Groups of four bytes 0 2 4 6 | 1 3 5 7, as packing leaves them, back in their order.
 __m256i InOrder(__m256i groups)
 {
     return _mm256_permutevar8x32_epi32(groups, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7));
 }
 
+// 16 columns of both rows.
+struct Columns
+{
+    __m256i upperLuma;        // 16 bits each: 0-3, 8-11 | 4-7, 12-15
+    __m256i lowerLuma;        // likewise
+    __m256i blueDifferences;  // 32 bits each, pairs of samples: 0, 2 | 1, 3
+    __m256i redDifferences;   // likewise
+};
+
+template <class Format>
+Columns ColumnsOf(const unsigned char* top, const unsigned char* bottom)
+{
+    constexpr std::ptrdiff_t kNext = 8 * Format::kBytesPerPixel;
+    const WeightedPairs topLeft = Format::Load8(top);
+    const WeightedPairs topRight = Format::Load8(top + kNext);
+    const WeightedPairs bottomLeft = Format::Load8(bottom);
+    const WeightedPairs bottomRight = Format::Load8(bottom + kNext);
+    const WeightedPairs sums =
+        SumsOfNeighbours(SumOf(topLeft, bottomLeft), SumOf(topRight, bottomRight));
+    return {_mm256_packs_epi32(LumaOf(topLeft), LumaOf(topRight)),
+            _mm256_packs_epi32(LumaOf(bottomLeft), LumaOf(bottomRight)), BlueDifferenceOf(sums),
+            RedDifferenceOf(sums)};
+}
+
 template <class Format>
 void UnpackStep(const unsigned char* top, const unsigned char* bottom, unsigned char* upper,
                 unsigned char* lower, unsigned char* u, unsigned char* v)
 {
-    WeightedPairs sums[4];
-    __m256i upperLuma[4];
-    __m256i lowerLuma[4];
-    for (int i = 0; i < 4; ++i)
-    {
-        const WeightedPairs topPairs = Format::Load8(top + 8 * i * Format::kBytesPerPixel);
-        const WeightedPairs bottomPairs = Format::Load8(bottom + 8 * i * Format::kBytesPerPixel);
-        upperLuma[i] = LumaOf(topPairs);
-        lowerLuma[i] = LumaOf(bottomPairs);
-        sums[i] = SumOf(topPairs, bottomPairs);
-    }
-    Store(upper, InOrder(BytesOf(upperLuma[0], upperLuma[1], upperLuma[2], upperLuma[3])));
-    Store(lower, InOrder(BytesOf(lowerLuma[0], lowerLuma[1], lowerLuma[2], lowerLuma[3])));
+    constexpr std::ptrdiff_t kNext = 16 * Format::kBytesPerPixel;
+    const Columns left = ColumnsOf<Format>(top, bottom);
+    const Columns right = ColumnsOf<Format>(top + kNext, bottom + kNext);
+    Store(upper, InOrder(_mm256_packus_epi16(left.upperLuma, right.upperLuma)));
+    Store(lower, InOrder(_mm256_packus_epi16(left.lowerLuma, right.lowerLuma)));
 
-    const WeightedPairs low = SumsOfNeighbours(sums[0], sums[1]);
-    const WeightedPairs high = SumsOfNeighbours(sums[2], sums[3]);
     // Pairs of samples: U 0 2 4 6, V 0 2 4 6 | U 1 3 5 7, V 1 3 5 7.
-    const __m256i packed = BytesOf(BlueDifferenceOf(low), BlueDifferenceOf(high),
-                                   RedDifferenceOf(low), RedDifferenceOf(high));
+    const __m256i packed =
+        _mm256_packus_epi16(_mm256_packs_epi32(left.blueDifferences, right.blueDifferences),
+                            _mm256_packs_epi32(left.redDifferences, right.redDifferences));
     const __m256i planes = _mm256_permute4x64_epi64(packed, _MM_SHUFFLE(3, 1, 2, 0));
     const __m256i chroma = _mm256_shuffle_epi8(
         planes, Twice(_mm_setr_epi8(0, 1, 8, 9, 2, 3, 10, 11, 4, 5, 12, 13, 6, 7, 14, 15)));
@@ -360,8 +382,7 @@ void PackRgb24(unsigned char* upper, unsigned char* lower, const PlanarSource& s
     std::ptrdiff_t x = 0;
     for (; x + 32 <= pixels; x += 32)
     {
-        const ChromaTerms chroma = ChromaTermsOf(_mm256_cvtepu8_epi16(LoadHalf(source.u + x / 2)),
-                                                 _mm256_cvtepu8_epi16(LoadHalf(source.v + x / 2)));
+        const ChromaTerms chroma = ChromaTermsOf(LoadChroma(source.u + x / 2, source.v + x / 2));
         StoreRgb24(upper + 3 * x, ChannelsOf(Load(source.upper + x), chroma));
         StoreRgb24(lower + 3 * x, ChannelsOf(Load(source.lower + x), chroma));
     }
@@ -377,10 +398,9 @@ void PackRgb32(unsigned char* upper, unsigned char* lower, const PlanarSource& s
     std::ptrdiff_t x = 0;
     for (; x + 32 <= pixels; x += 32)
     {
-        // Two samples of 16 bits serve a group of four pixels, so they are reordered alike.
+        // A group of four pixels has two samples of U and V, four bytes as well.
         const ChromaTerms chroma =
-            ChromaTermsOf(EvenGroupsFirst(_mm256_cvtepu8_epi16(LoadHalf(source.u + x / 2))),
-                          EvenGroupsFirst(_mm256_cvtepu8_epi16(LoadHalf(source.v + x / 2))));
+            ChromaTermsOf(EvenGroupsFirst(LoadChroma(source.u + x / 2, source.v + x / 2)));
         StoreRgb32(upper + 4 * x, ChannelsOf(EvenGroupsFirst(Load(source.upper + x)), chroma));
         StoreRgb32(lower + 4 * x, ChannelsOf(EvenGroupsFirst(Load(source.lower + x)), chroma));
     }

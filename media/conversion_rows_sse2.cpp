@@ -55,7 +55,7 @@ Terms ForBothNeighbours(__m128i samples)
 struct ChromaTerms
 {
     Terms blue;
-    Terms minusGreen;
+    Terms green;
     Terms red;
 };
 
@@ -90,15 +90,16 @@ __m128i Clamped(__m128i left, __m128i right)
 
 Channels ChannelsOf(const unsigned char* y, const ChromaTerms& chroma)
 {
+    // 256 x y times 256 x 74, and of that the upper half. (A plain multiplication by 74 would be
+    // broken up into several shifts and sums by compilers.)
     const __m128i zero = _mm_setzero_si128();
-    const __m128i gain = _mm_set1_epi16(74);
+    const __m128i gain = _mm_set1_epi16(256 * 74);
     const __m128i luma = Load(y);
-    const __m128i left = _mm_mullo_epi16(_mm_unpacklo_epi8(luma, zero), gain);
-    const __m128i right = _mm_mullo_epi16(_mm_unpackhi_epi8(luma, zero), gain);
+    const __m128i left = _mm_mulhi_epu16(_mm_unpacklo_epi8(zero, luma), gain);
+    const __m128i right = _mm_mulhi_epu16(_mm_unpackhi_epi8(zero, luma), gain);
     return {
         Clamped(_mm_adds_epi16(left, chroma.blue.left), _mm_adds_epi16(right, chroma.blue.right)),
-        Clamped(_mm_subs_epi16(left, chroma.minusGreen.left),
-                _mm_subs_epi16(right, chroma.minusGreen.right)),
+        Clamped(_mm_subs_epi16(left, chroma.green.left), _mm_subs_epi16(right, chroma.green.right)),
         Clamped(_mm_adds_epi16(left, chroma.red.left), _mm_adds_epi16(right, chroma.red.right))};
 }
 
@@ -238,32 +239,41 @@ Quads LoadRgb32(const unsigned char* packed)
     return {{Load(packed), Load(packed + 16), Load(packed + 32), Load(packed + 48)}};
 }
 
-__m128i BytesOf(__m128i a, __m128i b, __m128i c, __m128i d)
+// Eight columns of both rows.
+struct Columns
 {
-    return _mm_packus_epi16(_mm_packs_epi32(a, b), _mm_packs_epi32(c, d));
+    __m128i upperLuma;        // 16 bits each
+    __m128i lowerLuma;        // likewise
+    __m128i blueDifferences;  // 32 bits each
+    __m128i redDifferences;   // likewise
+};
+
+Columns ColumnsOf(__m128i topLeft, __m128i topRight, __m128i bottomLeft, __m128i bottomRight)
+{
+    const WeightedPairs topLeftPairs = PairsOf(topLeft);
+    const WeightedPairs topRightPairs = PairsOf(topRight);
+    const WeightedPairs bottomLeftPairs = PairsOf(bottomLeft);
+    const WeightedPairs bottomRightPairs = PairsOf(bottomRight);
+    const WeightedPairs sums = SumsOfNeighbours(SumOf(topLeftPairs, bottomLeftPairs),
+                                                SumOf(topRightPairs, bottomRightPairs));
+    return {_mm_packs_epi32(LumaOf(topLeftPairs), LumaOf(topRightPairs)),
+            _mm_packs_epi32(LumaOf(bottomLeftPairs), LumaOf(bottomRightPairs)),
+            BlueDifferenceOf(sums), RedDifferenceOf(sums)};
 }
 
 void UnpackStep(const Quads& top, const Quads& bottom, unsigned char* upper, unsigned char* lower,
                 unsigned char* u, unsigned char* v)
 {
-    WeightedPairs sums[4];
-    __m128i upperLuma[4];
-    __m128i lowerLuma[4];
-    for (int i = 0; i < 4; ++i)
-    {
-        const WeightedPairs topPairs = PairsOf(top.pixels[i]);
-        const WeightedPairs bottomPairs = PairsOf(bottom.pixels[i]);
-        upperLuma[i] = LumaOf(topPairs);
-        lowerLuma[i] = LumaOf(bottomPairs);
-        sums[i] = SumOf(topPairs, bottomPairs);
-    }
-    Store(upper, BytesOf(upperLuma[0], upperLuma[1], upperLuma[2], upperLuma[3]));
-    Store(lower, BytesOf(lowerLuma[0], lowerLuma[1], lowerLuma[2], lowerLuma[3]));
+    const Columns left =
+        ColumnsOf(top.pixels[0], top.pixels[1], bottom.pixels[0], bottom.pixels[1]);
+    const Columns right =
+        ColumnsOf(top.pixels[2], top.pixels[3], bottom.pixels[2], bottom.pixels[3]);
+    Store(upper, _mm_packus_epi16(left.upperLuma, right.upperLuma));
+    Store(lower, _mm_packus_epi16(left.lowerLuma, right.lowerLuma));
 
-    const WeightedPairs left = SumsOfNeighbours(sums[0], sums[1]);
-    const WeightedPairs right = SumsOfNeighbours(sums[2], sums[3]);
-    const __m128i chroma = BytesOf(BlueDifferenceOf(left), BlueDifferenceOf(right),
-                                   RedDifferenceOf(left), RedDifferenceOf(right));
+    const __m128i chroma =
+        _mm_packus_epi16(_mm_packs_epi32(left.blueDifferences, right.blueDifferences),
+                         _mm_packs_epi32(left.redDifferences, right.redDifferences));
     StoreHalf(u, chroma);
     StoreHalf(v, _mm_srli_si128(chroma, 8));
 }
