@@ -202,8 +202,8 @@ public:
     CStringT& MakeLower();
     CStringT& MakeReverse();
 
-    // ---- Formatting: as the platform's `printf`, where %%s means the format's own character type,
-    // %%S the other one, %%hs 8-bit and %%ls wide text -----------------------------------------
+    // ---- Formatting: as the platform's `printf`, where %s means the format's own character type,
+    // %S the other one, %hs 8-bit and %ls wide text -----------------------------------------
 
     void Format(PCXSTR pszFormat, ...);
     void FormatV(PCXSTR pszFormat, va_list args);
