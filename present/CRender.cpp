@@ -1,8 +1,6 @@
 #include "CRender.h"
 
-#include <cstring>
-#include <new>
-#include <vector>
+#include <cstdint>
 
 #include "CSFunc.h"
 #include "media/confined_conversion.h"
@@ -131,6 +129,17 @@ void RecoverFromFailedLock(CRender& render)
     ForgetHeader(render);
     // Counted a second time, on purpose: the third failure in a row is then the last.
     ++render.vm_nLockErrCount;
+}
+
+// A surface that states its height has 12 bits for each pixel. That is less than an odd height
+// would have the copy write: there, what falls off is a row that the picture does not hold either.
+std::uint64_t SurfaceSize(const DDSURFACEDESC2& locked)
+{
+    if ((locked.dwFlags & DDSD_HEIGHT) == 0 || locked.lPitch <= 0)
+    {
+        return UINT64_MAX;
+    }
+    return static_cast<std::uint64_t>(locked.lPitch) * locked.dwHeight * 3 / 2;
 }
 
 bool BlitThroughSurface(CRender& render, CRender::stDef_DrawInfo& info, RECT show)
@@ -388,6 +397,6 @@ void CRender::m_S_CopyBmp(DDSURFACEDESC2* pLocked, unsigned char* pYV12, BITMAPI
         return;
     }
     const PictureLayout layout = LayOutPicture(pHeader->biWidth, pHeader->biHeight);
-    CopyToSurface(static_cast<unsigned char*>(pLocked->lpSurface), pLocked->lPitch, pYV12,
-                  layout.width, layout.height);
+    CopyToSurface(static_cast<unsigned char*>(pLocked->lpSurface), SurfaceSize(*pLocked),
+                  pLocked->lPitch, pYV12, layout.width, layout.height);
 }

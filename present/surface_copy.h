@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 namespace ostrel::present
 {
@@ -15,8 +16,10 @@ namespace ostrel::present
 /// holds: these repeat its last chroma row, or are grey where it has none. Nothing is read past the
 /// width x height + 2 x (width/2) x (height/2) bytes of the picture.
 ///
-/// Nothing is copied when width or height is not positive, or the pitch smaller than the width.
-void CopyToSurface(unsigned char* surface, std::ptrdiff_t pitch, const unsigned char* picture,
-                   int width, int height);
+/// A row for which the surface has no room is left out. Nothing is copied when width or height is
+/// not positive, or the pitch smaller than the width.
+/// @param surfaceSize bytes of the surface.
+void CopyToSurface(unsigned char* surface, std::uint64_t surfaceSize, std::ptrdiff_t pitch,
+                   const unsigned char* picture, int width, int height);
 
 }  // namespace ostrel::present

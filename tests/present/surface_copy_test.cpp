@@ -57,7 +57,7 @@ TEST(SurfaceCopy, CopiesThePlanesOfAPictureThatFillsTheSurface)
 {
     const Block picture = MakePicture(4, 4);
     Block surface = MakeSurface(4, 4);
-    CopyToSurface(surface.bytes.get(), 4, picture.bytes.get(), 4, 4);
+    CopyToSurface(surface.bytes.get(), surface.size, 4, picture.bytes.get(), 4, 4);
     EXPECT_EQ(Bytes(surface, 0, surface.size), Bytes(picture, 0, picture.size));
 }
 
@@ -66,7 +66,7 @@ TEST(SurfaceCopy, StepsByThePitchInTheFirstPlaneAndByHalfOfItInTheOthers)
     const unsigned char picture[] = {1, 2, 3, 4, 5, 6, 7, 8, 21, 22, 31, 32};
     Block surface = MakeSurface(10, 2);
     ASSERT_EQ(surface.size, 30U);
-    CopyToSurface(surface.bytes.get(), 10, picture, 4, 2);
+    CopyToSurface(surface.bytes.get(), surface.size, 10, picture, 4, 2);
     const unsigned char e = kUntouched;
     const ByteVector expected = {1, 2, 3, 4, e, e,  e,  e, e, e, 5,  6,  7, 8, e,
                                  e, e, e, e, e, 21, 22, e, e, e, 31, 32, e, e, e};
@@ -77,7 +77,7 @@ TEST(SurfaceCopy, KeepsTheOrderInWhichTheChromaPlanesLie)
 {
     const unsigned char picture[] = {0, 0, 0, 0, 'V', 'U'};
     Block surface = MakeSurface(2, 2);
-    CopyToSurface(surface.bytes.get(), 2, picture, 2, 2);
+    CopyToSurface(surface.bytes.get(), surface.size, 2, picture, 2, 2);
     EXPECT_EQ(Bytes(surface, 4, 2), (ByteVector{'V', 'U'}));
 }
 
@@ -87,7 +87,7 @@ TEST(SurfaceCopy, CopiesHalfOfAnOddHeightRoundedUpInChromaRows)
     const unsigned char picture[] = {1, 2, 3, 4, 5, 6, 50, 60};
     Block surface = MakeSurface(2, 3);
     ASSERT_EQ(surface.size, 10U);
-    CopyToSurface(surface.bytes.get(), 2, picture, 2, 3);
+    CopyToSurface(surface.bytes.get(), surface.size, 2, picture, 2, 3);
     EXPECT_EQ(Bytes(surface, 0, 6), (ByteVector{1, 2, 3, 4, 5, 6}));
     // The source runs on: the second plane takes both rows, the third repeats the last.
     EXPECT_EQ(Bytes(surface, 6, 4), (ByteVector{50, 60, 60, 60}));
@@ -98,7 +98,7 @@ TEST(SurfaceCopy, MakesAPictureWithoutChromaRowsGrey)
     const unsigned char picture[] = {1, 2, 3, 4};
     Block surface = MakeSurface(4, 1);
     ASSERT_EQ(surface.size, 8U);
-    CopyToSurface(surface.bytes.get(), 4, picture, 4, 1);
+    CopyToSurface(surface.bytes.get(), surface.size, 4, picture, 4, 1);
     EXPECT_EQ(Bytes(surface, 0, 8), (ByteVector{1, 2, 3, 4, 128, 128, 128, 128}));
 }
 
@@ -106,7 +106,7 @@ TEST(SurfaceCopy, CutsHalfOfAnOddWidth)
 {
     const unsigned char picture[] = {1, 2, 3, 4, 5, 6, 'V', 'U'};
     Block surface = MakeSurface(4, 2);
-    CopyToSurface(surface.bytes.get(), 4, picture, 3, 2);
+    CopyToSurface(surface.bytes.get(), surface.size, 4, picture, 3, 2);
     const unsigned char e = kUntouched;
     EXPECT_EQ(Bytes(surface, 0, surface.size),
               (ByteVector{1, 2, 3, e, 4, 5, 6, e, 'V', e, 'U', e}));
@@ -116,9 +116,9 @@ TEST(SurfaceCopy, CopiesNothingWhenThePitchIsSmallerThanTheWidth)
 {
     const Block picture = MakePicture(8, 8);
     Block surface(1);
-    CopyToSurface(surface.bytes.get(), 7, picture.bytes.get(), 8, 8);
-    CopyToSurface(surface.bytes.get(), 0, picture.bytes.get(), 8, 8);
-    CopyToSurface(surface.bytes.get(), -8, picture.bytes.get(), 8, 8);
+    CopyToSurface(surface.bytes.get(), surface.size, 7, picture.bytes.get(), 8, 8);
+    CopyToSurface(surface.bytes.get(), surface.size, 0, picture.bytes.get(), 8, 8);
+    CopyToSurface(surface.bytes.get(), surface.size, -8, picture.bytes.get(), 8, 8);
     EXPECT_EQ(surface.bytes[0], kUntouched);
 }
 
@@ -128,8 +128,8 @@ TEST(SurfaceCopy, CopiesNothingWithoutWidthOrHeight)
     Block surface(1);
     for (const int size : {0, -1, INT_MIN})
     {
-        CopyToSurface(surface.bytes.get(), 8, picture.bytes.get(), size, 2);
-        CopyToSurface(surface.bytes.get(), 8, picture.bytes.get(), 2, size);
+        CopyToSurface(surface.bytes.get(), surface.size, 8, picture.bytes.get(), size, 2);
+        CopyToSurface(surface.bytes.get(), surface.size, 8, picture.bytes.get(), 2, size);
     }
     EXPECT_EQ(surface.bytes[0], kUntouched);
 }
@@ -138,9 +138,25 @@ TEST(SurfaceCopy, CopiesNothingWithoutSurfaceOrPicture)
 {
     const Block picture = MakePicture(2, 2);
     Block surface(1);
-    CopyToSurface(nullptr, 8, picture.bytes.get(), 2, 2);
-    CopyToSurface(surface.bytes.get(), 8, nullptr, 2, 2);
+    CopyToSurface(nullptr, 100, 8, picture.bytes.get(), 2, 2);
+    CopyToSurface(surface.bytes.get(), surface.size, 8, nullptr, 2, 2);
     EXPECT_EQ(surface.bytes[0], kUntouched);
+}
+
+TEST(SurfaceCopy, LeavesOutTheRowsForWhichTheSurfaceHasNoRoom)
+{
+    const unsigned char picture[] = {1, 2, 3, 4, 5, 6, 50, 60};
+    for (std::size_t size = 0; size <= 10; ++size)
+    {
+        Block surface(size);
+        CopyToSurface(surface.bytes.get(), size, 2, picture, 2, 3);
+        const ByteVector all = {1, 2, 3, 4, 5, 6, 50, 60, 60, 60};
+        for (std::size_t at = 0; at < size; ++at)
+        {
+            const bool isRowCut = at < 6 && (at | 1) >= size;
+            EXPECT_EQ(surface.bytes[at], isRowCut ? kUntouched : all[at]) << at << " of " << size;
+        }
+    }
 }
 
 // Where the byte of a surface comes from, asked place by place.
@@ -176,7 +192,8 @@ TEST(SurfaceCopy, StaysInsidePictureAndSurfaceForEverySize)
             {
                 const Block picture = MakePicture(width, height);
                 Block surface = MakeSurface(pitch, height);
-                CopyToSurface(surface.bytes.get(), pitch, picture.bytes.get(), width, height);
+                CopyToSurface(surface.bytes.get(), surface.size, pitch, picture.bytes.get(), width,
+                              height);
                 for (std::size_t at = 0; at < surface.size; ++at)
                 {
                     ASSERT_EQ(surface.bytes[at],
