@@ -14,7 +14,9 @@ bool Display::Draw(Picture& picture)
     info.hWnd = window_;
     info.pPicData = picture.planes.data();
     info.pBmpHeader = &header;
-    info.rcSource = {0, 0, picture.width, picture.height};
+    // In full height, for GDI may count the source's lines from below: an odd picture shows its
+    // last line twice.
+    info.rcSource = {0, 0, picture.width, picture.heldHeight};
     info.bUseDD7 = !useGdi_;
     info.rcShow = {};       // the whole client area,
     info.bFillWnd = false;  // with black bars where the shapes differ

@@ -109,6 +109,10 @@ void LiveView::Show(CMemManage& jpeg, int length)
     unsigned char* const bytes = jpeg.m_F_p_GetMemPoint();
     trouble_ = Camera::IsCutShort(jpeg, length) ? "picture cut short"
                                                 : picture_.Load(bytes, length, statistics_);
+    if (trouble_.empty() && IsIconic(window_.Handle()))
+    {
+        return;  // there is nothing to draw into
+    }
     if (trouble_.empty())
     {
         Stopwatch watch;

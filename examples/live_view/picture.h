@@ -9,10 +9,10 @@
 
 struct Picture
 {
-    int width = 0;  // what there is to see, in pixels
+    int width = 0;  // pixels
     int height = 0;
-    // What is held: the width rounded up to a multiple of 16, the height to an even number, as the
-    // library's conversions work. The pixels beyond the picture repeat its edge.
+    // What is held: the width rounded up to a multiple of 16 and the height to an even number,
+    // which is what the library's conversions work on. The pixels beyond repeat the edge.
     int heldWidth = 0;
     int heldHeight = 0;
     std::vector<unsigned char> planes;  // YV12: Y, then V, then U
