@@ -66,8 +66,7 @@ void Register(const std::string& name, const std::function<void(Pictures&)>& con
                                  });
 }
 
-// ---- Ours
-// ----------------------------------------------------------------------------------------
+// ---- Ours ---------------------------------------------------------------------------------------
 
 void RegisterKernels(const std::string& instructionSet, const ConversionKernels& kernels)
 {
@@ -110,8 +109,7 @@ void RegisterKernels(const std::string& instructionSet, const ConversionKernels&
     }
 }
 
-// ---- libyuv
-// --------------------------------------------------------------------------------------
+// ---- libyuv -------------------------------------------------------------------------------------
 
 void RegisterLibyuv()
 {
@@ -158,8 +156,7 @@ void RegisterLibyuv()
     }
 }
 
-// ---- libswscale
-// ----------------------------------------------------------------------------------
+// ---- libswscale ---------------------------------------------------------------------------------
 
 std::shared_ptr<SwsContext> MakeScaler(AVPixelFormat from, AVPixelFormat to)
 {

@@ -17,8 +17,7 @@ std::ptrdiff_t RoundedUpTo16(int width)
     return (std::ptrdiff_t{width} + 15) / 16 * 16;
 }
 
-// ---- Planar to packed
-// ----------------------------------------------------------------------------
+// ---- Planar to packed ---------------------------------------------------------------------------
 
 // Within the widest step, the two rows of a pair must be apart: else only the reference stores in
 // the right order.
@@ -105,8 +104,7 @@ void InterleaveFrame(unsigned char* packed, std::ptrdiff_t packedStride, const u
     }
 }
 
-// ---- Packed to planar
-// ----------------------------------------------------------------------------
+// ---- Packed to planar ---------------------------------------------------------------------------
 
 // Ranges that a row pair writes. Planes of one buffer overlap in them where a row runs past its
 // end.
@@ -193,8 +191,7 @@ const ConversionKernels& BestKernels()
     return best;
 }
 
-// ---- The exported members' strides
-// ---------------------------------------------------------------
+// ---- The exported members' strides --------------------------------------------------------------
 
 void ConvertYv12ToYuy2(unsigned char* yuy2, const unsigned char* y, const unsigned char* u,
                        const unsigned char* v, int width, int height)

@@ -54,8 +54,7 @@ __m256i Twice(__m128i half)
     return _mm256_broadcastsi128_si256(half);
 }
 
-// ---- YUV to RGB
-// ----------------------------------------------------------------------------------
+// ---- YUV to RGB ---------------------------------------------------------------------------------
 
 // One 16-bit term for each of 32 pixels: 0-7 | 16-23 and 8-15 | 24-31, as bytes unpack.
 struct Terms
@@ -174,8 +173,7 @@ void StoreRgb32(unsigned char* packed, const Channels& channels)
     Store(packed + 96, _mm256_unpackhi_epi16(blueGreenHigh, redHigh));
 }
 
-// ---- Planar to 4:2:2
-// -----------------------------------------------------------------------------
+// ---- Planar to 4:2:2 ----------------------------------------------------------------------------
 
 // 32 pixels ordered so that they unpack to 0-7 | 8-15 and 16-23 | 24-31.
 struct Samples422
@@ -191,8 +189,7 @@ Samples422 Load422(const unsigned char* y, const unsigned char* u, const unsigne
             _mm256_permute4x64_epi64(LoadChroma(u, v), kQuarters)};
 }
 
-// ---- RGB to YUV
-// ----------------------------------------------------------------------------------
+// ---- RGB to YUV ---------------------------------------------------------------------------------
 
 // Pixels as 16-bit pairs, so that one multiply-add weights two channels. In the fourth place stands
 // a constant whose weight adds rounding and offset.
@@ -347,8 +344,7 @@ std::ptrdiff_t UnpackWholeSteps(const unsigned char* upper, const unsigned char*
     return x;
 }
 
-// ---- 4:2:2 to planar
-// -----------------------------------------------------------------------------
+// ---- 4:2:2 to planar ----------------------------------------------------------------------------
 
 __m256i EvenBytes(__m256i a, __m256i b)
 {
@@ -361,8 +357,7 @@ __m256i OddBytes(__m256i a, __m256i b)
     return _mm256_packus_epi16(_mm256_srli_epi16(a, 8), _mm256_srli_epi16(b, 8));
 }
 
-// ---- The rest of a row
-// ---------------------------------------------------------------------------
+// ---- The rest of a row --------------------------------------------------------------------------
 
 PlanarSource From(const PlanarSource& source, std::ptrdiff_t x)
 {

@@ -8,8 +8,7 @@ namespace ostrel::media::scalar
 namespace
 {
 
-// ---- ITU-R BT.601, studio range: YUV to RGB in units of 1/64
-// -------------------------------------
+// ---- ITU-R BT.601, studio range: YUV to RGB in units of 1/64 ------------------------------------
 
 // The arithmetic is that of signed 16-bit vector lanes: products wrap, sums saturate.
 std::int16_t Multiply(int a, int b)
@@ -75,8 +74,7 @@ void PackRgb(unsigned char* upper, unsigned char* lower, const PlanarSource& sou
     }
 }
 
-// ---- Planar to 4:2:2
-// -----------------------------------------------------------------------------
+// ---- Planar to 4:2:2 ----------------------------------------------------------------------------
 
 // Which byte of a pair of pixels holds what; the second luma sample lies two bytes after the first.
 struct Layout422
@@ -113,8 +111,7 @@ void Pack422(const Layout422& layout, unsigned char* upper, unsigned char* lower
     }
 }
 
-// ---- RGB to YUV in units of 1/8192
-// ---------------------------------------------------------------
+// ---- RGB to YUV in units of 1/8192 --------------------------------------------------------------
 
 // The input order is red first, deliberately the reverse of the output's.
 unsigned char LumaOf(const unsigned char* pixel)

@@ -34,8 +34,7 @@ __m128i Pairs(short first, short second)
     return _mm_setr_epi16(first, second, first, second, first, second, first, second);
 }
 
-// ---- YUV to RGB
-// ----------------------------------------------------------------------------------
+// ---- YUV to RGB ---------------------------------------------------------------------------------
 
 // One 16-bit term for each of 16 pixels.
 struct Terms
@@ -154,8 +153,7 @@ void StoreRgb32(unsigned char* packed, const Channels& channels)
     }
 }
 
-// ---- RGB to YUV
-// ----------------------------------------------------------------------------------
+// ---- RGB to YUV ---------------------------------------------------------------------------------
 
 // Pixels as 16-bit pairs, so that one multiply-add weights two channels. In the fourth place stands
 // a constant whose weight adds rounding and offset.
@@ -278,8 +276,7 @@ void UnpackStep(const Quads& top, const Quads& bottom, unsigned char* upper, uns
     StoreHalf(v, _mm_srli_si128(chroma, 8));
 }
 
-// ---- 4:2:2 to planar
-// -----------------------------------------------------------------------------
+// ---- 4:2:2 to planar ----------------------------------------------------------------------------
 
 __m128i EvenBytes(__m128i a, __m128i b)
 {

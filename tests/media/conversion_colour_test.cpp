@@ -114,8 +114,7 @@ void ExpectYuv(const Bytes& pixel, const ModelYuv& yuv)
 
 }  // namespace
 
-// ---- Stated values
-// -------------------------------------------------------------------------------
+// ---- Stated values ------------------------------------------------------------------------------
 
 TEST(ConversionColour, StudioBlackIsBlack)
 {
@@ -222,8 +221,7 @@ TEST(ConversionColour, PackedChromaOfTwoRowsIsAveragedRoundingUp)
     }
 }
 
-// ---- The packed 4:2:2 picture
-// --------------------------------------------------------------------
+// ---- The packed 4:2:2 picture -------------------------------------------------------------------
 
 namespace
 {
@@ -315,8 +313,7 @@ TEST(ConversionColour, FinishedUyvyHoldsTheEvenRowsAndHalfTheLastOddOne)
     }
 }
 
-// ---- How far a conversion reaches
-// ----------------------------------------------------------------
+// ---- How far a conversion reaches ---------------------------------------------------------------
 
 TEST(ConversionColour, AWidthOf20Processes32PixelsPerRow)
 {
@@ -370,8 +367,7 @@ TEST(ConversionColour, FlippedThePackedPictureIsWalkedFromItsLastRow)
     }
 }
 
-// ---- Every colour
-// --------------------------------------------------------------------------------
+// ---- Every colour -------------------------------------------------------------------------------
 
 namespace
 {

@@ -7,10 +7,12 @@
 #include <climits>
 #include <cstddef>
 #include <functional>
+#include <random>
 #include <thread>
 #include <vector>
 
 #include "CSFunc.h"
+#include "conversion_model.h"
 
 namespace
 {
@@ -232,8 +234,125 @@ TEST(ConversionMember, NoSizeBelowOneTouchesAnything)
     }
 }
 
-// ---- The lock
-// ------------------------------------------------------------------------------------
+// ---- Every size ---------------------------------------------------------------------------------
+
+namespace
+{
+
+using namespace ostrel::test;
+
+using ToPackedModel = decltype(&ModelYv12ToRgb24);
+using ToPlanarModel = decltype(&ModelRgb24ToYv12);
+
+struct Size
+{
+    int width;
+    int height;
+};
+
+std::vector<Size> Sizes()
+{
+    std::vector<Size> sizes = {{352, 288}, {360, 288}, {720, 577}};
+    for (int width = 1; width <= 80; ++width)
+    {
+        for (int height = 1; height <= 9; ++height)
+        {
+            sizes.push_back({width, height});
+        }
+    }
+    return sizes;
+}
+
+// A row as wide as it is processed, and rows past an odd height.
+std::size_t AreaWithRoom(const Size& size)
+{
+    return static_cast<std::size_t>((size.width + 16) * (size.height + 2));
+}
+
+Bytes RandomBytes(const Size& size, std::size_t count)
+{
+    std::mt19937 random(static_cast<unsigned>(100 * size.width + size.height));
+    Bytes bytes(count);
+    for (unsigned char& byte : bytes)
+    {
+        byte = static_cast<unsigned char>(random());
+    }
+    return bytes;
+}
+
+void ExpectPacked(ToPacked convert, ToPackedModel model, int boundStride)
+{
+    for (const Size& size : Sizes())
+    {
+        const std::size_t area = AreaWithRoom(size);
+        const Bytes planes = RandomBytes(size, 3 * area);
+        const unsigned char* y = planes.data();
+        const unsigned char* u = y + area;
+        const unsigned char* v = u + area;
+        Bytes expected(4 * area, kUntouched);
+        Bytes actual = expected;
+        model(expected.data(), boundStride * size.width, y, u, v, size.width, size.width / 2,
+              size.width, size.height, false);
+        convert(actual.data(), y, u, v, size.width, size.height);
+        ASSERT_TRUE(actual == expected) << size.width << "x" << size.height;
+    }
+}
+
+void ExpectPlanar(ToPlanar convert, ToPlanarModel model, int boundStride)
+{
+    for (const Size& size : Sizes())
+    {
+        const std::size_t area = AreaWithRoom(size);
+        const Bytes packed = RandomBytes(size, 4 * area);
+        Bytes expected(3 * area, kUntouched);
+        Bytes actual = expected;
+        model(packed.data(), boundStride * size.width, expected.data(), expected.data() + area,
+              expected.data() + 2 * area, size.width, size.width / 2, size.width, size.height,
+              false);
+        convert(packed.data(), actual.data(), actual.data() + area, actual.data() + 2 * area,
+                size.width, size.height);
+        ASSERT_TRUE(actual == expected) << size.width << "x" << size.height;
+    }
+}
+
+}  // namespace
+
+TEST(ConversionMember, Yv12ToYuy2EqualsTheModelForEverySize)
+{
+    ExpectPacked(CSFunc::s_S_YV12_to_YUY2, ModelYv12ToYuy2, 1);
+}
+
+TEST(ConversionMember, Yv12ToUyvyEqualsTheModelForEverySize)
+{
+    ExpectPacked(CSFunc::s_S_YV12_to_UYVY, ModelYv12ToUyvy, 1);
+}
+
+TEST(ConversionMember, Yv12ToRgb24EqualsTheModelForEverySize)
+{
+    ExpectPacked(CSFunc::s_S_YV12_to_RGB24, ModelYv12ToRgb24, 3);
+}
+
+TEST(ConversionMember, Yv12ToRgb32EqualsTheModelForEverySize)
+{
+    ExpectPacked(CSFunc::s_S_YV12_to_RGB32, ModelYv12ToRgb32, 4);
+}
+
+TEST(ConversionMember, Rgb24ToYv12EqualsTheModelForEverySize)
+{
+    ExpectPlanar(CSFunc::s_S_RGB24_to_YV12, ModelRgb24ToYv12, 3);
+}
+
+TEST(ConversionMember, Rgb32ToYv12EqualsTheModelForEverySize)
+{
+    ExpectPlanar(CSFunc::s_S_RGB32_to_YV12, ModelRgb32ToYv12, 4);
+}
+
+TEST(ConversionMember, Yuy2ToYv12EqualsTheModelForEverySize)
+{
+    ExpectPlanar(CSFunc::s_S_YUY2_to_YV12, ModelYuy2ToYv12, 2);
+}
+
+// ---- The lock -----------------------------------------------------------------------------------
 
 namespace
 {
