@@ -60,8 +60,9 @@ def make_files(root):
     os.makedirs(root)
     for number, size in enumerate(SIZES):
         subprocess.run(
-            ["ffmpeg", "-v", "error", "-f", "lavfi", "-i", f"testsrc2=size={size}:rate=1",
-             "-ss", str(number), "-frames:v", "1", "-pix_fmt", "yuvj420p", "-q:v", "3",
+            ["ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=1920x1080:rate=1",
+             "-ss", str(number), "-vf", f"scale={size.replace('x', ':')}", "-frames:v", "1",
+             "-pix_fmt", "yuvj420p", "-q:v", "3",
              f"{root}/{size}.jpg"], check=True)
     with open(f"{root}/large.bin", "wb") as large:
         large.write(os.urandom(10_000_000))
