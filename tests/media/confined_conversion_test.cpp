@@ -153,6 +153,19 @@ TEST(ConfinedConversion, ALargerRgbBufferTakesWhatTheWalkWritesPastThePicture)
     }
 }
 
+TEST(ConfinedConversion, APictureWithMoreBytesBehindItIsReadThere)
+{
+    for (int width = 1; width <= 40; ++width)
+    {
+        for (int height = 1; height <= 9; ++height)
+        {
+            Layout layout = RendererLayout(width, height);
+            layout.pictureSize += 500;
+            ExpectConfined(width, height, layout, 3 * Area(width, height));
+        }
+    }
+}
+
 TEST(ConfinedConversion, APictureCutShortIsCompletedWithBlack)
 {
     for (int width = 1; width <= 40; ++width)

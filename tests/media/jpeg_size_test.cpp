@@ -212,6 +212,18 @@ TEST(JpegSize, ALengthTooSmallForItselfIsSilent)
     }
 }
 
+// Whatever the absent half is, the length points at itself or out of range.
+TEST(JpegSize, HalfALengthAsTheVeryLastByteIsSilent)
+{
+    for (const unsigned char marker : {0xDB, 0xFF})
+    {
+        for (const unsigned char half : {0x00, 0x01, 0xC0, 0xFF})
+        {
+            EXPECT_EQ(Probe(Joined({JfifOpening(), {0xFF, marker, half}})), kNothingSilent);
+        }
+    }
+}
+
 TEST(JpegSize, AMarkerAsTheVeryLastBytesIsReported)
 {
     EXPECT_EQ(Probe(Joined({JfifOpening(), {0xFF, 0xD9}})), kNothingReported);
