@@ -23,7 +23,8 @@ bool CSFunc::s_F_n_ConnectTimeOut(SOCKET socket, const sockaddr* pAddr, int nAdd
     {
         ostrel::net::MakeNonBlocking(socket);
     }
-    if (connect(socket, pAddr, nAddrLen) != 0 && WSAGetLastError() != WSAEWOULDBLOCK)
+    if (pAddr == nullptr ||
+        (connect(socket, pAddr, nAddrLen) != 0 && WSAGetLastError() != WSAEWOULDBLOCK))
     {
         return false;
     }

@@ -19,6 +19,7 @@ constexpr auto kPatience = std::chrono::seconds(20);
 
 // A wait is cut into slices, so that the camera can be stopped in any of them.
 constexpr int kSlice = 20;
+constexpr int kPoll = 2;
 
 bool IsReadable(SOCKET socket, int time)
 {
@@ -179,6 +180,8 @@ void ScriptedCamera::Accept(int acceptAfter)
         {
             Connection& connection = *vm_connections.emplace_back(std::make_unique<Connection>());
             connection.socket = socket;
+            u_long isNonBlocking = 1;
+            ioctlsocket(socket, FIONBIO, &isNonBlocking);
             connection.script = vm_script;
             connection.thread = std::thread([this, &connection] { Serve(connection); });
             vm_changed.notify_all();
@@ -213,6 +216,7 @@ void ScriptedCamera::Serve(Connection& connection)
                 break;
             case CameraStep::Kind::Close:
                 shutdown(connection.socket, SD_SEND);
+                connection.isShut = true;
                 break;
             case CameraStep::Kind::Reset:
                 ResetSocket(connection.socket);
@@ -235,6 +239,11 @@ void ScriptedCamera::SendAll(Connection& connection, const std::string& bytes)
     {
         const int sent = send(connection.socket, bytes.data() + start,
                               static_cast<int>(std::min(kPiece, bytes.size() - start)), 0);
+        if (sent < 0 && WSAGetLastError() == WSAEWOULDBLOCK)
+        {
+            ReceiveOnce(connection, kPoll);
+            continue;
+        }
         if (sent <= 0)
         {
             End(connection, EndingOfFailure());
@@ -261,20 +270,29 @@ void ScriptedCamera::ReceiveFor(Connection& connection, int time)
 
 void ScriptedCamera::ReceiveOnce(Connection& connection, int time)
 {
-    if (!IsReadable(connection.socket, time))
-    {
-        return;
-    }
     char bytes[65536];
     const int count = recv(connection.socket, bytes, static_cast<int>(sizeof(bytes)), 0);
+    if (count < 0 && WSAGetLastError() == WSAEWOULDBLOCK)
+    {
+        Sleep(static_cast<DWORD>(std::min(time, kPoll)));
+        return;
+    }
     if (count <= 0)
     {
-        End(connection, count == 0 ? CameraEnding::PeerClosed : EndingOfFailure());
+        End(connection, count == 0 ? EndingOfStream(connection) : EndingOfFailure());
         return;
     }
     const std::lock_guard<std::mutex> guard(vm_lock);
     connection.received.append(bytes, static_cast<std::size_t>(count));
     vm_changed.notify_all();
+}
+
+CameraEnding ScriptedCamera::EndingOfStream(const Connection& connection)
+{
+    // Under Wine a receive tells of a reset as of an orderly close. But to a peer that closed in
+    // order one may still send.
+    const bool isReset = !connection.isShut && send(connection.socket, "", 1, 0) != 1;
+    return isReset ? CameraEnding::PeerReset : CameraEnding::PeerClosed;
 }
 
 void ScriptedCamera::End(Connection& connection, CameraEnding ending)

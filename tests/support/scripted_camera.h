@@ -50,7 +50,7 @@ enum class CameraEnding
 {
     None,        ///< not within a long time
     PeerClosed,  ///< in order, by the peer
-    PeerReset,   ///< abortively, by the peer
+    PeerReset,   ///< abortively, by the peer; after Close() it may not be told from PeerClosed
     OwnReset,    ///< by the script
     Failed       ///< by an error that is no reset
 };
@@ -92,6 +92,7 @@ private:
     {
         SOCKET socket = INVALID_SOCKET;
         CameraScript script;
+        bool isShut = false;
         std::string received;
         CameraEnding ending = CameraEnding::None;
         std::thread thread;
@@ -102,6 +103,7 @@ private:
     void SendAll(Connection& connection, const std::string& bytes);
     void ReceiveFor(Connection& connection, int time);
     void ReceiveOnce(Connection& connection, int time);
+    static CameraEnding EndingOfStream(const Connection& connection);
     void End(Connection& connection, CameraEnding ending);
     bool IsOver(const Connection& connection);
     template <class Condition>
