@@ -63,7 +63,7 @@ public:
     /// Sets the fields as stated with them and starts Winsock 2.0 for the process.
     ///
     /// If Winsock cannot be started, and reports another version than 2.0, a message box says
-    /// "Incorrect version of Winsock.dll found". No later call then succeeds in anything.
+    /// "Incorrect version of Winsock.dll found". The object can then connect to nothing.
     /// @param nSocketType the role, 0 to 2; not checked.
     explicit CStdSocket(int nSocketType = 0);
 
@@ -72,8 +72,8 @@ public:
     CStdSocket(const CStdSocket& other);
 
     /// Stops the listen thread if there is one, waiting up to 5 seconds for it and terminating it
-    /// if it has not ended then; closes the socket abortively; ends Winsock as often as the
-    /// constructor started it.
+    /// if it has not ended then; closes the socket abortively; calls `WSACleanup`, the
+    /// counterpart of the constructor's start.
     ~CStdSocket();
 
     /// Copies all fields as they stand and duplicates nothing, on purpose: both objects then name

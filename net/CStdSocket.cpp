@@ -58,7 +58,7 @@ void StartWinsock()
     {
         MessageBoxW(nullptr, L"Incorrect version of Winsock.dll found", L"Error", MB_OK);
     }
-    // Nothing was started that this would end. On purpose, as the destructor's one to come.
+    // Deliberate, though nothing was started; the destructor's call comes on top of it.
     WSACleanup();
 }
 
