@@ -17,8 +17,10 @@ public:
     {
         static const ATOM windowClass = Register();
         m_window = CreateWindowExW(WS_EX_TOPMOST | WS_EX_NOACTIVATE, MAKEINTATOM(windowClass),
-                                   L"renderer test", WS_POPUP | WS_VISIBLE, left, top, width,
-                                   height, nullptr, nullptr, GetModuleHandleW(nullptr), nullptr);
+                                   L"renderer test", WS_POPUP, left, top, width, height, nullptr,
+                                   nullptr, GetModuleHandleW(nullptr), nullptr);
+        // Never active: an active window waits for a window manager, and there need not be one.
+        ShowWindow(m_window, SW_SHOWNOACTIVATE);
         UpdateWindow(m_window);
         Pump();
     }
