@@ -67,7 +67,7 @@ struct Fetch
     }
 
     ScriptedTransport transport;
-    net::GetRequest request = {"camera", "user", "secret", 8080, "snap.jpg", kTimeOut};
+    net::GetRequest request = {{"camera", "user", "secret", 8080}, "snap.jpg", kTimeOut};
     CMemManage body;
     net::GetOutcome outcome = {};
 };
@@ -143,8 +143,8 @@ TEST_P(BothWays, SendsExactlyThisRequest)
 TEST_P(BothWays, SendsEmptyUserAndPasswordAsALoneColon)
 {
     Fetch fetch({Bytes(Ok(0))});
-    fetch.request.user = "";
-    fetch.request.password = "";
+    fetch.request.server.user = "";
+    fetch.request.server.password = "";
     fetch.Run(GetParam());
     EXPECT_NE(fetch.transport.sent.find("Authorization: Basic Og==\r\n\r\n"), std::string::npos);
 }
@@ -153,7 +153,7 @@ TEST_P(BothWays, SendsTheLongestCredentialsThatFitTheScratchText)
 {
     Fetch fetch({Bytes(Ok(0))});
     const std::string password(189 - 5, 'p');
-    fetch.request.password = password.c_str();
+    fetch.request.server.password = password.c_str();
     fetch.Run(GetParam());
     const std::string& sent = fetch.transport.sent;
     const std::size_t start = sent.find("Basic ") + 6;
@@ -164,7 +164,7 @@ TEST_P(BothWays, SendsCredentialsThatDoNotFitTheScratchTextAsEmpty)
 {
     Fetch fetch({Bytes(Ok(0))});
     const std::string password(190 - 5, 'p');
-    fetch.request.password = password.c_str();
+    fetch.request.server.password = password.c_str();
     fetch.Run(GetParam());
     EXPECT_NE(fetch.transport.sent.find("Authorization: Basic \r\n\r\n"), std::string::npos);
 }
