@@ -68,6 +68,9 @@ def make_files(root):
         large.write(os.urandom(10_000_000))
     with open(f"{root}/empty.bin", "wb"):
         pass
+    for kilobytes in (20, 200, 2000):
+        with open(f"{root}/{kilobytes}k.bin", "wb") as snapshot:
+            snapshot.write(os.urandom(kilobytes * 1000))
 
 
 def close_early(listener):
