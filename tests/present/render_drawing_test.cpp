@@ -30,17 +30,24 @@ protected:
         return {GetRValue(pixel), GetGValue(pixel), GetBValue(pixel)};
     }
 
+    static void LetGdiReachTheScreen()
+    {
+        Sleep(100);
+        TestWindow::Pump();
+        Sleep(100);
+        TestWindow::Pump();
+    }
+
     // Draws as a stream of pictures does. The ground is painted through GDI, which reaches the
     // screen in its own time; the pictures after it stay on top.
     bool Show(const CRender::stDef_DrawInfo& info)
     {
         const bool isFirstDrawn = render.m_F_b_DrawPicture(info);
-        TestWindow::Pump();
+        LetGdiReachTheScreen();
         const bool isSecondDrawn = render.m_F_b_DrawPicture(info);
         if (!info.bUseDD7 || CRender::vs_nCanUseDD7 == 0)
         {
-            Sleep(100);
-            TestWindow::Pump();
+            LetGdiReachTheScreen();
         }
         return isFirstDrawn && isSecondDrawn;
     }
@@ -387,7 +394,7 @@ TEST_F(RenderDrawing, TwoRenderersDrawIntoTwoWindows)
     otherInfo.hWnd = otherWindow.Get();
     EXPECT_TRUE(Show(Info(first.bytes, firstHeader, true)));
     other.m_F_b_DrawPicture(otherInfo);
-    TestWindow::Pump();
+    LetGdiReachTheScreen();
     EXPECT_TRUE(other.m_F_b_DrawPicture(otherInfo));
     EXPECT_TRUE(render.m_F_b_DrawPicture(Info(first.bytes, firstHeader, true)));
     EXPECT_PRED2(IsAbout, Seen(200, 150), kRed);
