@@ -66,6 +66,42 @@ public:
 
     // ---- Picture sizes ---------------------------------------------------------------------
 
+    /// Reads the picture size of an H.264 stream from a sequence parameter set (ITU-T H.264
+    /// 7.3.2.1.1). A size is written on every call: whatever the bytes are, they are read as a
+    /// sequence parameter set, and bits that are missing read as 0. Without any, the size is
+    /// 16 x 32. Nothing goes to the debugger output.
+    ///
+    /// The rules are simpler than the standard's, on purpose; they give the true size of the usual
+    /// 4:2:0 progressive stream:
+    /// - Only the profiles 100, 110, 122 and 144 are taken to hold the chroma and scaling fields,
+    ///   and always eight scaling lists. So the size of a stream of any other profile that holds
+    ///   them (244, High 4:4:4 Predictive, say) comes from the wrong bits.
+    /// - The right and the bottom cropping offset count 2 pixels each, whatever the chroma format,
+    ///   and interlaced or not. An offset of 8 or more is ignored; the left and the top one are
+    ///   always.
+    /// @param data a start code of four bytes, which are not looked at, and behind it the unit.
+    /// More may follow the unit; a start code ends it.
+    /// @param len bytes that follow the start code (so 4 fewer than @p data holds); nothing past
+    /// them is read. 1 or less, as a null @p data, is a unit without content.
+    /// @param width, height pixels; always written.
+    static void s_S_GetH264WH(unsigned char* data, int len, int& width, int& height);
+
+    /// Reads the picture size of an MPEG-4 Part 2 stream from the first video object layer header
+    /// (ISO/IEC 14496-2 6.2.3) whose start code is 00 00 01 20; 21 to 2F are not accepted.
+    ///
+    /// When there is such a start code, the size is also written to the debugger output, as it
+    /// stands, found or not. A layer that is not rectangular, and a header that ends before its
+    /// size is complete, have none.
+    ///
+    /// Two fields are read to this library's own measure, on purpose: VBV parameters take 63 bits
+    /// (79 in the standard), and the increment of a fixed VOP rate as many bits as the resolution
+    /// itself has (one more than in the standard when the resolution is a power of two). Behind
+    /// them the size comes from other bits than a decoder's.
+    /// @param data the stream; nothing past @p len bytes is read.
+    /// @param len bytes held.
+    /// @param width, height pixels; left alone when no size is found, so preset them.
+    static void s_S_GetMpg4WH(unsigned char* data, int len, int& width, int& height);
+
     /// Reads the picture size of a baseline JFIF picture from its SOF0 segment (ITU-T T.81 B.2.2).
     ///
     /// Only pictures that open with an APP0 "JFIF" segment and whose frame header is SOF0 are

@@ -4,14 +4,10 @@
 
 #include <optional>
 
+#include "media/picture_size.h"
+
 namespace ostrel::media
 {
-
-struct PictureSize
-{
-    int width;
-    int height;
-};
 
 struct JpegSizeResult
 {
