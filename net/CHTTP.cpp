@@ -1,16 +1,19 @@
 #include "CHTTP.h"
 
-#include <array>
-#include <cstring>
-
 #include "CSFunc.h"
 #include "net/base64.h"
 #include "net/host_address.h"
 #include "net/http_exchange.h"
+#include "net/http_text.h"
 #include "net/response_head.h"
 #include "net/socket_transport.h"
 
 namespace net = ostrel::net;
+
+using net::BoundedText;
+using net::IsEmpty;
+using net::OrEmpty;
+using net::SetText;
 
 namespace
 {
@@ -22,39 +25,9 @@ constexpr int kPostWorker = 2;
 // What the owner waits for a worker before it ends it by force, in milliseconds.
 constexpr int kReleaseWait = 10000;
 constexpr int kRestartWait = 1001;
-constexpr int kPostStopWait = 1002;
 
 constexpr int kBadArguments = -1;
 constexpr int kPostQueueBlock = 10;
-
-// The text, or an empty one if it is null or too long. By value: the text may be the very field
-// that it is then copied to.
-template <std::size_t Size>
-std::array<char, Size> BoundedText(const char* text)
-{
-    std::array<char, Size> bounded = {};
-    if (text != nullptr && strnlen(text, Size) < Size)
-    {
-        std::memcpy(bounded.data(), text, std::strlen(text));
-    }
-    return bounded;
-}
-
-template <std::size_t Size>
-void SetText(char (&field)[Size], const std::array<char, Size>& text)
-{
-    std::memcpy(field, text.data(), Size);
-}
-
-const char* OrEmpty(const char* text)
-{
-    return text != nullptr ? text : "";
-}
-
-bool IsEmpty(const char* text)
-{
-    return text == nullptr || *text == '\0';
-}
 
 unsigned int LowBits(HANDLE handle)
 {
@@ -96,7 +69,9 @@ CHTTP::CHTTP()
 CHTTP::~CHTTP()
 {
     m_S_Release();
-    // The release leaves a finished worker's handle for the next fetch, and here there is none.
+    // What the release leaves: a group post worker, its leftovers, and the handle of a finished
+    // worker for the next fetch.
+    m_F_n_StopPostThread();
     if (m_hThread != nullptr)
     {
         CloseHandle(m_hThread);
@@ -133,8 +108,7 @@ bool CHTTP::m_S_Release()
     }
     else if (m_nState == kPostWorker)
     {
-        m_bPostRun = false;
-        CSFunc::s_S_ForceCloseThread(m_hPostThread, kPostStopWait, &m_socket);
+        m_F_n_StopPostThread();
     }
     CSFunc::s_S_ForceCloseSocket(m_socket);
     m_nState = kNoWorker;
@@ -155,7 +129,7 @@ int CHTTP::m_F_n_HTTPGetDataDirect(const char* pszHost, const char* pszUser,
     SOCKET socket = INVALID_SOCKET;
     net::SocketTransport transport(socket);
     return net::GetDirectly(
-               {pszHost, OrEmpty(pszUser), OrEmpty(pszPassword), nPort, pszUrl, nTimeOut},
+               {{pszHost, OrEmpty(pszUser), OrEmpty(pszPassword), nPort}, pszUrl, nTimeOut},
                transport, *pData)
         .code;
 }
@@ -194,8 +168,9 @@ unsigned int CHTTP::m_F_n_HTTP_Thread(void* pParam)
     }
     net::SocketTransport transport(self->m_socket);
     const net::GetOutcome outcome =
-        net::GetOnWorker({self->m_szHost, self->m_szUser, self->m_szPassword, self->m_nPort,
-                          self->m_szUrl, self->m_nTimeOut},
+        net::GetOnWorker({{self->m_szHost, self->m_szUser, self->m_szPassword, self->m_nPort},
+                          self->m_szUrl,
+                          self->m_nTimeOut},
                          transport, self->m_memData);
     if (outcome.code != net::kConnectFailed)
     {

@@ -1,11 +1,9 @@
 #include "net/http_exchange.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 #include <string_view>
 
-#include "net/base64.h"
 #include "net/response_head.h"
 
 namespace ostrel::net
@@ -16,7 +14,6 @@ namespace
 
 constexpr int kPauseLimit = 1000;
 constexpr int kRetryLimit = 10;
-constexpr int kBlockedSendSleep = 5;
 
 // The spare bytes behind a body are zero, so that it reads as terminated text.
 constexpr unsigned kSpareBytes = 5;
@@ -32,7 +29,9 @@ public:
           vm_policy(policy),
           vm_transport(transport),
           vm_body(body),
-          vm_pWork(work)
+          vm_pWork(work),
+          vm_receiver(transport, {request.timeOut, WhenReceiveBlocks::Wait, kPauseLimit,
+                                  kRetryLimit, vm_noPermit})
     {
     }
 
@@ -46,97 +45,34 @@ public:
 private:
     GetOutcome RunUnclosed()
     {
-        if (!vm_transport.Connect(vm_request.host, vm_request.port, vm_request.timeOut))
+        const Server& server = vm_request.server;
+        if (!vm_transport.Connect(server.host, server.port, vm_request.timeOut))
         {
             return Failed(kConnectFailed);
         }
         FormatRequest();
         // An answer may come even to a request that did not leave in full.
         SendRequest();
-        const bool isReadable = BeginBlock();
-        const int held = isReadable ? ReceiveBlock(vm_policy.workSize) : 0;
-        return TakeAnswer(held);
+        return TakeAnswer(ReceiveBlock(vm_policy.workSize));
     }
 
     void FormatRequest()
     {
-        char credentials[256] = {};
-        EncodeCredentialsBounded(vm_request.user, vm_request.password, credentials,
-                                 sizeof(credentials));
-        std::snprintf(vm_pWork, static_cast<std::size_t>(vm_policy.workSize),
-                      "GET /%s HTTP/1.1\r\n"
-                      "Accept: image/jpeg,*/*\r\n"
-                      "Connection: Keep-Alive\r\n"
-                      "Host:%s\r\n"
-                      "Authorization: Basic %s\r\n"
-                      "\r\n",
-                      vm_request.path, vm_request.host, credentials);
+        FormatGet(vm_request.server, vm_request.path,
+                  {vm_pWork, static_cast<std::size_t>(vm_policy.workSize)});
     }
 
     void SendRequest()
     {
-        const char* rest = vm_pWork;
-        int length = static_cast<int>(std::strlen(rest));
-        bool isWritable = vm_transport.WaitWritable(vm_request.timeOut);
-        while (isWritable && length > 0)
-        {
-            const TransferResult sent = vm_transport.Send(rest, length);
-            if (sent.wouldBlock)
-            {
-                isWritable = CanSendAgain();
-                continue;
-            }
-            if (sent.count <= 0)
-            {
-                return;
-            }
-            rest += sent.count;
-            length -= sent.count;
-        }
+        SendBytes(vm_transport, vm_pWork, static_cast<std::uint32_t>(std::strlen(vm_pWork)),
+                  {vm_request.timeOut, vm_policy.whenSendBlocks, vm_noPermit});
     }
 
-    bool CanSendAgain()
-    {
-        if (vm_policy.whenSendBlocks == WhenSendBlocks::Wait)
-        {
-            return vm_transport.WaitWritable(vm_request.timeOut);
-        }
-        vm_transport.Pause(kBlockedSendSleep);
-        return true;
-    }
-
-    // Clears the work buffer and waits for something to receive into it.
-    bool BeginBlock()
-    {
-        std::memset(vm_pWork, 0, static_cast<std::size_t>(vm_policy.workSize));
-        return vm_transport.WaitReadable(vm_request.timeOut);
-    }
-
-    // Receives up to `capacity` bytes into the work buffer, until the first pause of a second, the
-    // connection's end, or too many retries. Returns the bytes held.
+    // Receives up to `capacity` bytes into the cleared work buffer. Returns the bytes held.
     int ReceiveBlock(int capacity)
     {
-        int held = 0;
-        bool isReadable = true;
-        while (isReadable && vm_nRetries < kRetryLimit)
-        {
-            const TransferResult received =
-                held < capacity ? vm_transport.Receive(vm_pWork + held, capacity - held)
-                                : TransferResult{0, false};
-            if (received.wouldBlock)
-            {
-                isReadable = vm_transport.WaitReadable(kPauseLimit);
-                ++vm_nRetries;
-                continue;
-            }
-            vm_nRetries = 0;
-            if (received.count <= 0)
-            {
-                break;
-            }
-            held += received.count;
-        }
-        return held;
+        std::memset(vm_pWork, 0, static_cast<std::size_t>(vm_policy.workSize));
+        return vm_receiver.Receive(vm_pWork, capacity);
     }
 
     GetOutcome TakeAnswer(int held)
@@ -177,12 +113,8 @@ private:
     // Receives what is missing, one work buffer after another. Returns the bytes stored.
     int ReceiveBody(int stored, int length)
     {
-        while (stored < length && vm_nRetries < kRetryLimit)
+        while (stored < length && !vm_receiver.IsExhausted())
         {
-            if (!BeginBlock())
-            {
-                break;
-            }
             const int received = ReceiveBlock(std::min(length - stored, vm_policy.workSize));
             if (received == 0)
             {
@@ -213,8 +145,8 @@ private:
     Transport& vm_transport;
     CMemManage& vm_body;
     char* vm_pWork;
-    // Would-blocks in a row. The count runs on from the head into the body.
-    int vm_nRetries = 0;
+    const NoPermitNeeded vm_noPermit;
+    Receiver vm_receiver;
 };
 
 }  // namespace

@@ -4,22 +4,20 @@
 #pragma once
 
 #include "CMemManage.h"
+#include "net/http_request.h"
+#include "net/http_transfer.h"
 #include "net/transport.h"
 
 namespace ostrel::net
 {
 
-constexpr int kConnectFailed = -2;
 constexpr int kBadAnswer = -3;
 constexpr int kRefused = -4;
 
 /// What is to be fetched. No text is null.
 struct GetRequest
 {
-    const char* host;
-    const char* user;
-    const char* password;
-    int port;
+    Server server;
     const char* path;
     int timeOut;
 };
@@ -36,13 +34,6 @@ struct BadAnswerCodes
 {
     int refused;
     int otherwise;
-};
-
-/// What an exchange does when no more can be sent for the moment.
-enum class WhenSendBlocks
-{
-    Sleep,  ///< sleeps 5 ms and tries again, without limit
-    Wait    ///< waits up to the time-out for room, and gives up without it
 };
 
 /// The differences between an exchange on the caller's thread and one on a worker.

@@ -17,20 +17,21 @@ TransferResult ToResult(int count)
 
 }  // namespace
 
-WaitResult WaitFor(Direction direction, SOCKET socket, int timeOut)
+WaitResult WaitFor(Direction direction, SOCKET socket, WaitLimit limit)
 {
-    if (timeOut < 0 || socket == INVALID_SOCKET)
+    if (limit.Milliseconds() < 0 || socket == INVALID_SOCKET)
     {
         return WaitResult::Failed;
     }
     fd_set set;
     FD_ZERO(&set);
     FD_SET(socket, &set);
-    const TimeValue value = ToTimeValue(timeOut);
-    timeval limit = {value.seconds, value.microseconds};
+    const TimeValue value = ToTimeValue(limit.Milliseconds());
+    timeval time = {value.seconds, value.microseconds};
     fd_set* const readSet = direction == Direction::Read ? &set : nullptr;
     fd_set* const writeSet = direction == Direction::Write ? &set : nullptr;
-    const int count = select(static_cast<int>(socket) + 1, readSet, writeSet, nullptr, &limit);
+    const int count = select(static_cast<int>(socket) + 1, readSet, writeSet, nullptr,
+                             limit.IsForEver() ? nullptr : &time);
     if (count == 0)
     {
         return WaitResult::TimedOut;
@@ -38,14 +39,14 @@ WaitResult WaitFor(Direction direction, SOCKET socket, int timeOut)
     return count > 0 ? WaitResult::Ready : WaitResult::Failed;
 }
 
-bool WaitForWritable(SOCKET socket, int timeOut)
+bool WaitForWritable(SOCKET socket, WaitLimit limit)
 {
-    return WaitFor(Direction::Write, socket, timeOut) == WaitResult::Ready;
+    return WaitFor(Direction::Write, socket, limit) == WaitResult::Ready;
 }
 
-bool WaitForReadable(SOCKET socket, int timeOut)
+bool WaitForReadable(SOCKET socket, WaitLimit limit)
 {
-    return WaitFor(Direction::Read, socket, timeOut) == WaitResult::Ready;
+    return WaitFor(Direction::Read, socket, limit) == WaitResult::Ready;
 }
 
 TransferResult SendOn(SOCKET socket, const char* bytes, int count)
@@ -73,9 +74,9 @@ void MakeNonBlocking(SOCKET socket)
     ioctlsocket(socket, FIONBIO, &isNonBlocking);
 }
 
-bool ConnectNewSocket(SOCKET& socket, unsigned int address, int port, int timeOut)
+bool ConnectNewSocket(SOCKET& socket, unsigned int address, int port, int timeOut, int protocol)
 {
-    socket = ::socket(AF_INET, SOCK_STREAM, 0);
+    socket = ::socket(AF_INET, SOCK_STREAM, protocol);
     const sockaddr_in peer = ToSocketAddress(address, port);
     if (!CSFunc::s_F_n_ConnectTimeOut(socket, reinterpret_cast<const sockaddr*>(&peer),
                                       static_cast<int>(sizeof(peer)), timeOut))
@@ -89,17 +90,17 @@ bool ConnectNewSocket(SOCKET& socket, unsigned int address, int port, int timeOu
 
 bool SocketTransport::Connect(const char* host, int port, int timeOut)
 {
-    return ConnectNewSocket(vm_socket, LookUpHost(host), port, timeOut);
+    return ConnectNewSocket(vm_socket, LookUpHost(host), port, timeOut, vm_nProtocol);
 }
 
-bool SocketTransport::WaitWritable(int timeOut)
+bool SocketTransport::WaitWritable(WaitLimit limit)
 {
-    return WaitForWritable(vm_socket, timeOut);
+    return WaitForWritable(vm_socket, limit);
 }
 
-bool SocketTransport::WaitReadable(int timeOut)
+bool SocketTransport::WaitReadable(WaitLimit limit)
 {
-    return WaitForReadable(vm_socket, timeOut);
+    return WaitForReadable(vm_socket, limit);
 }
 
 TransferResult SocketTransport::Send(const char* bytes, int count)
@@ -115,6 +116,11 @@ TransferResult SocketTransport::Receive(char* bytes, int capacity)
 void SocketTransport::Pause(int time)
 {
     ::Sleep(static_cast<DWORD>(time));
+}
+
+std::uint32_t SocketTransport::Now() const
+{
+    return GetTickCount();
 }
 
 void SocketTransport::Close()

@@ -14,20 +14,26 @@ namespace ostrel::net
 class SocketTransport final : public Transport
 {
 public:
-    explicit SocketTransport(SOCKET& socket) : vm_socket(socket) {}
+    /// @param protocol what the socket is made with.
+    explicit SocketTransport(SOCKET& socket, int protocol = 0)
+        : vm_socket(socket), vm_nProtocol(protocol)
+    {
+    }
     SocketTransport(const SocketTransport&) = delete;
     SocketTransport& operator=(const SocketTransport&) = delete;
 
     bool Connect(const char* host, int port, int timeOut) override;
-    bool WaitWritable(int timeOut) override;
-    bool WaitReadable(int timeOut) override;
+    bool WaitWritable(WaitLimit limit) override;
+    bool WaitReadable(WaitLimit limit) override;
     TransferResult Send(const char* bytes, int count) override;
     TransferResult Receive(char* bytes, int capacity) override;
     void Pause(int time) override;
+    std::uint32_t Now() const override;
     void Close() override;
 
 private:
     SOCKET& vm_socket;
+    int vm_nProtocol;
 };
 
 /// What a wait on a socket is for.
@@ -37,13 +43,11 @@ enum class Direction
     Read
 };
 
-/// Waits for at most @p timeOut milliseconds. A negative time-out is a failure.
-WaitResult WaitFor(Direction direction, SOCKET socket, int timeOut);
+WaitResult WaitFor(Direction direction, SOCKET socket, WaitLimit limit);
 
-/// Waits for at most @p timeOut milliseconds for the socket to become writable or readable. A
-/// negative time-out is an error.
-bool WaitForWritable(SOCKET socket, int timeOut);
-bool WaitForReadable(SOCKET socket, int timeOut);
+/// Waits for the socket to become writable or readable.
+bool WaitForWritable(SOCKET socket, WaitLimit limit);
+bool WaitForReadable(SOCKET socket, WaitLimit limit);
 
 TransferResult SendOn(SOCKET socket, const char* bytes, int count);
 TransferResult ReceiveFrom(SOCKET socket, char* bytes, int capacity);
@@ -54,7 +58,8 @@ sockaddr_in ToSocketAddress(unsigned int address, int port);
 /// Makes a TCP socket in @p socket and connects it; afterwards it is non-blocking. It stays in the
 /// variable even when it could not be connected.
 /// @param address an IPv4 address in host byte order.
-bool ConnectNewSocket(SOCKET& socket, unsigned int address, int port, int timeOut);
+bool ConnectNewSocket(SOCKET& socket, unsigned int address, int port, int timeOut,
+                      int protocol = 0);
 
 /// Switches the socket to non-blocking mode.
 void MakeNonBlocking(SOCKET socket);

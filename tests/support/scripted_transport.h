@@ -3,8 +3,11 @@
 #pragma once
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <deque>
+#include <functional>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -51,11 +54,20 @@ inline PeerStep Failure()
     return {PeerStep::Kind::Failure, {}, 0};
 }
 
+/// A wait without limit for something that never comes.
+class BlocksForEver : public std::runtime_error
+{
+public:
+    BlocksForEver() : std::runtime_error("this wait never ends") {}
+};
+
 /// After its last step the peer is silent for ever.
 class ScriptedTransport final : public net::Transport
 {
 public:
     static constexpr int kSendBlocks = -10035;
+    /// What a wait without limit is logged as.
+    static constexpr int kForEver = 2147483647;
 
     explicit ScriptedTransport(std::deque<PeerStep> steps) : steps(std::move(steps)) {}
 
@@ -65,9 +77,9 @@ public:
         return connects;
     }
 
-    bool WaitWritable(int timeOut) override
+    bool WaitWritable(net::WaitLimit limit) override
     {
-        Log("writable", timeOut);
+        const int timeOut = LogWait("writable", limit);
         if (timeOut < 0)
         {
             return false;
@@ -78,12 +90,16 @@ public:
         }
         const bool answer = writable.front();
         writable.pop_front();
+        if (!answer)
+        {
+            PassUnanswered(limit);
+        }
         return answer;
     }
 
-    bool WaitReadable(int timeOut) override
+    bool WaitReadable(net::WaitLimit limit) override
     {
-        Log("readable", timeOut);
+        int timeOut = LogWait("readable", limit);
         if (timeOut < 0)
         {
             return false;
@@ -91,14 +107,20 @@ public:
         SkipEmpty();
         while (!steps.empty() && steps.front().kind == PeerStep::Kind::Silence)
         {
-            if (steps.front().time > timeOut)
+            if (!limit.IsForEver() && steps.front().time > timeOut)
             {
                 steps.front().time -= timeOut;
+                Pass(timeOut);
                 return false;
             }
             timeOut -= steps.front().time;
+            Pass(steps.front().time);
             steps.pop_front();
             SkipEmpty();
+        }
+        if (steps.empty())
+        {
+            PassUnanswered(limit.IsForEver() ? limit : timeOut);
         }
         return !steps.empty();
     }
@@ -106,6 +128,7 @@ public:
     net::TransferResult Send(const char* bytes, int count) override
     {
         Log("send", count);
+        Pass(transferTime);
         int accepted = count;
         if (!sends.empty())
         {
@@ -126,6 +149,7 @@ public:
     net::TransferResult Receive(char* bytes, int capacity) override
     {
         Log("receive", capacity);
+        Pass(transferTime);
         SkipEmpty();
         if (steps.empty() || steps.front().kind == PeerStep::Kind::Silence)
         {
@@ -152,7 +176,17 @@ public:
         }
     }
 
-    void Pause(int time) override { Log("pause", time); }
+    void Pause(int time) override
+    {
+        Log("pause", time);
+        Pass(time);
+        if (onPause)
+        {
+            onPause();
+        }
+    }
+
+    std::uint32_t Now() const override { return now; }
 
     void Close() override
     {
@@ -180,10 +214,30 @@ public:
     std::deque<PeerStep> steps;  ///< what is still to come
     std::string sent;
     int closes = 0;
+    std::uint32_t now = 0;          ///< the clock
+    int transferTime = 0;           ///< what each send and receive takes of it
+    std::function<void()> onPause;  ///< runs after every pause
     bool isLogging = true;
     std::vector<std::pair<std::string, int>> calls;
 
 private:
+    void Pass(int time) { now += static_cast<std::uint32_t>(time); }
+
+    void PassUnanswered(net::WaitLimit limit)
+    {
+        if (limit.IsForEver())
+        {
+            throw BlocksForEver();
+        }
+        Pass(limit.Milliseconds());
+    }
+
+    int LogWait(std::string name, net::WaitLimit limit)
+    {
+        Log(std::move(name), limit.IsForEver() ? kForEver : limit.Milliseconds());
+        return limit.Milliseconds();
+    }
+
     void SkipEmpty()
     {
         while (!steps.empty() && steps.front().kind == PeerStep::Kind::Bytes &&
