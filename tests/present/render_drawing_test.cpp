@@ -42,6 +42,7 @@ protected:
     // screen in its own time; the pictures after it stay on top.
     bool Show(const CRender::stDef_DrawInfo& info)
     {
+        shown = info;
         const bool isFirstDrawn = render.m_F_b_DrawPicture(info);
         LetGdiReachTheScreen();
         const bool isSecondDrawn = render.m_F_b_DrawPicture(info);
@@ -52,9 +53,22 @@ protected:
         return isFirstDrawn && isSecondDrawn;
     }
 
+    // Draws on until the picture is on top: the platform may mend a window's ground over a picture
+    // that went to the screen directly, until the next one comes.
+    void ExpectSeen(int x, int y, const Colour& expected)
+    {
+        constexpr int kMostPictures = 40;
+        for (int i = 0; i < kMostPictures && !IsAbout(Seen(x, y), expected); ++i)
+        {
+            TestWindow::Pump();
+            render.m_F_b_DrawPicture(shown);
+        }
+        EXPECT_PRED2(IsAbout, Seen(x, y), expected) << "at " << x << ", " << y;
+    }
+
     // The middles of the four quarters of a rectangle.
     void ExpectQuarters(const RECT& rect, const Colour& topLeft, const Colour& topRight,
-                        const Colour& bottomLeft, const Colour& bottomRight) const
+                        const Colour& bottomLeft, const Colour& bottomRight)
     {
         const int width = rect.right - rect.left;
         const int height = rect.bottom - rect.top;
@@ -62,24 +76,19 @@ protected:
         const int right = rect.left + width * 3 / 4;
         const int top = rect.top + height / 4;
         const int bottom = rect.top + height * 3 / 4;
-        EXPECT_PRED2(IsAbout, Seen(left, top), topLeft);
-        EXPECT_PRED2(IsAbout, Seen(right, top), topRight);
-        EXPECT_PRED2(IsAbout, Seen(left, bottom), bottomLeft);
-        EXPECT_PRED2(IsAbout, Seen(right, bottom), bottomRight);
+        ExpectSeen(left, top, topLeft);
+        ExpectSeen(right, top, topRight);
+        ExpectSeen(left, bottom, bottomLeft);
+        ExpectSeen(right, bottom, bottomRight);
     }
 
-    void ExpectUpright(const RECT& rect) const
-    {
-        ExpectQuarters(rect, kRed, kGreen, kBlue, kYellow);
-    }
+    void ExpectUpright(const RECT& rect) { ExpectQuarters(rect, kRed, kGreen, kBlue, kYellow); }
 
-    void ExpectUpsideDown(const RECT& rect) const
-    {
-        ExpectQuarters(rect, kBlue, kYellow, kRed, kGreen);
-    }
+    void ExpectUpsideDown(const RECT& rect) { ExpectQuarters(rect, kBlue, kYellow, kRed, kGreen); }
 
     const RECT wholeClient = {0, 0, kWidth, kHeight};
     CRender render;
+    CRender::stDef_DrawInfo shown = {};
 };
 
 // ---- Orientation and colours ----
@@ -191,8 +200,8 @@ TEST_P(RenderPlacement, FitsThePictureBetweenBlackBars)
     EXPECT_EQ(Seen(100, 48), kBlack);
     EXPECT_EQ(Seen(100, 251), kBlack);
     EXPECT_EQ(Seen(200, 299), kBlack);
-    EXPECT_PRED2(IsAbout, Seen(100, 53), kRed);
-    EXPECT_PRED2(IsAbout, Seen(300, 246), kYellow);
+    ExpectSeen(100, 53, kRed);
+    ExpectSeen(300, 246, kYellow);
 }
 
 TEST_P(RenderPlacement, FitsANarrowPictureBetweenBarsLeftAndRight)
@@ -204,8 +213,8 @@ TEST_P(RenderPlacement, FitsANarrowPictureBetweenBarsLeftAndRight)
     ExpectUpright({50, 0, 350, 300});
     EXPECT_EQ(Seen(48, 100), kBlack);
     EXPECT_EQ(Seen(351, 100), kBlack);
-    EXPECT_PRED2(IsAbout, Seen(53, 100), kRed);
-    EXPECT_PRED2(IsAbout, Seen(346, 200), kYellow);
+    ExpectSeen(53, 100, kRed);
+    ExpectSeen(346, 200, kYellow);
 }
 
 TEST_P(RenderPlacement, FillsTheWindowOnDemand)
@@ -214,8 +223,8 @@ TEST_P(RenderPlacement, FillsTheWindowOnDemand)
     info.bFillWnd = true;
     EXPECT_TRUE(Show(info));
     ExpectUpright(wholeClient);
-    EXPECT_PRED2(IsAbout, Seen(3, 3), kRed);
-    EXPECT_PRED2(IsAbout, Seen(396, 296), kYellow);
+    ExpectSeen(3, 3, kRed);
+    ExpectSeen(396, 296, kYellow);
 }
 
 TEST_P(RenderPlacement, LeavesABorderAlone)
@@ -231,8 +240,8 @@ TEST_P(RenderPlacement, LeavesABorderAlone)
     EXPECT_EQ(window.At(200, 292), kGround);
     EXPECT_TRUE(Show(info));
     ExpectUpright({8, 8, 392, 292});
-    EXPECT_PRED2(IsAbout, Seen(10, 100), kRed);
-    EXPECT_PRED2(IsAbout, Seen(389, 200), kYellow);
+    ExpectSeen(10, 100, kRed);
+    ExpectSeen(389, 200, kYellow);
 }
 
 TEST_P(RenderPlacement, FitsInsideTheBorder)
@@ -397,7 +406,12 @@ TEST_F(RenderDrawing, TwoRenderersDrawIntoTwoWindows)
     LetGdiReachTheScreen();
     EXPECT_TRUE(other.m_F_b_DrawPicture(otherInfo));
     EXPECT_TRUE(render.m_F_b_DrawPicture(Info(first.bytes, firstHeader, true)));
-    EXPECT_PRED2(IsAbout, Seen(200, 150), kRed);
+    ExpectSeen(200, 150, kRed);
+    for (int i = 0; i < 40 && !IsAbout(Seen(600, 75), kBlue); ++i)
+    {
+        TestWindow::Pump();
+        other.m_F_b_DrawPicture(otherInfo);
+    }
     EXPECT_PRED2(IsAbout, Seen(600, 75), kBlue);
 }
 
