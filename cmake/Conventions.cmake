@@ -30,17 +30,32 @@ if(OSTREL_SANITIZE)
   add_link_options(-fsanitize=address,undefined)
 endif()
 
-# ostrel_enable_avx2(FILE...): compiles these files for AVX2.
+# ostrel_enable_avx2(FILE...): compiles these files of ostrel_pure for AVX2.
 function(ostrel_enable_avx2)
+  ostrel_enable_vectors(/arch:AVX2 "-mavx2" ${ARGN})
+endfunction()
+
+# ostrel_enable_avx512(FILE...): compiles these files of ostrel_pure for AVX-512 with VBMI and VNNI.
+function(ostrel_enable_avx512)
+  ostrel_enable_vectors(/arch:AVX512
+                        "-mavx512f;-mavx512bw;-mavx512vl;-mavx512vbmi;-mavx512vnni" ${ARGN})
+endfunction()
+
+function(ostrel_enable_vectors msvc_options gnu_options)
   if(MSVC)
-    set(options /arch:AVX2)
+    set(options ${msvc_options})
   else()
-    set(options -mavx2)
+    set(options ${gnu_options})
+    if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+      # GCC 12 warns of its own intrinsics, which start from a register that is deliberately not set.
+      list(APPEND options -Wno-maybe-uninitialized)
+    endif()
     if(WIN32)
-      # GCC does not align the stack of a Win64 function for 32-byte vectors, so a spilled register
-      # may be stored at any address: have the assembler take the unaligned form of every move.
+      # GCC does not align the stack of a Win64 function for wide vectors, so a spilled register may
+      # be stored at any address: have the assembler take the unaligned form of every move.
       list(APPEND options -Wa,-muse-unaligned-vector-move)
     endif()
   endif()
-  set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS "${options}")
+  set_source_files_properties(${ARGN} TARGET_DIRECTORY ostrel_pure PROPERTIES COMPILE_OPTIONS
+                                                                              "${options}")
 endfunction()

@@ -139,6 +139,21 @@ public:
                                   const unsigned char* pU, const unsigned char* pV, int nWidth,
                                   int nHeight);
 
+    /// YV12 to 32-bit RGB for display surfaces: B, G, R, 0 (the value 0x00RRGGBB), rows 4 x width
+    /// bytes apart.
+    ///
+    /// It differs from s_S_YV12_to_RGB32() in one place, deliberately: its sums wrap in 16 bits.
+    /// Where 74 x (Y - 16) + 129 x (U - 128) is above 32767 (as for Y = 255, U = 255) blue is 0
+    /// instead of 255.
+    ///
+    /// No argument needs an alignment. Whatever the name says, the fastest instructions that the
+    /// machine has are used; the result is the same.
+    /// @param y, u, v luma, Cb and Cr: width and width/2 bytes per row; not written to.
+    /// @param width, height pixels.
+    /// @param out the packed picture. See the class for what the buffers must hold.
+    static void s_S_YUV420_To_ARGB8888_SSE2(unsigned char* y, unsigned char* u, unsigned char* v,
+                                            int width, int height, unsigned char* out);
+
     // ---- Packed to planar ------------------------------------------------------------------
 
     /// 24-bit RGB (R, G, B; rows 3 x width bytes apart) to YV12. Chroma is the rounded mean of

@@ -37,6 +37,13 @@ void CSFunc::s_S_YV12_to_RGB32(unsigned char* pRGB, const unsigned char* pY,
     ostrel::media::ConvertYv12ToRgb32(pRGB, pY, pU, pV, nWidth, nHeight);
 }
 
+void CSFunc::s_S_YUV420_To_ARGB8888_SSE2(unsigned char* y, unsigned char* u, unsigned char* v,
+                                         int width, int height, unsigned char* out)
+{
+    CSingleLock lock(&vs_csYuvToRgb, TRUE);
+    ostrel::media::ConvertYuv420ToArgb8888(out, y, u, v, width, height);
+}
+
 void CSFunc::s_S_RGB24_to_YV12(const unsigned char* pRGB, unsigned char* pY, unsigned char* pU,
                                unsigned char* pV, int nWidth, int nHeight)
 {

@@ -1,5 +1,6 @@
 #include "media/colour_conversion.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 
@@ -19,9 +20,9 @@ std::ptrdiff_t RoundedUpTo16(int width)
 
 // ---- Planar to packed ---------------------------------------------------------------------------
 
-// Within the widest step, the two rows of a pair must be apart: else only the reference stores in
-// the right order.
-template <PackPair kRows, PackPair kReference, int kBytesPerPixel>
+// Within a step, the two rows of a pair must be apart: else only the reference stores in the right
+// order.
+template <PackPair kRows, PackPair kReference, std::ptrdiff_t kStep, int kBytesPerPixel>
 void PackFrame(unsigned char* packed, std::ptrdiff_t packedStride, const unsigned char* y,
                const unsigned char* u, const unsigned char* v, std::ptrdiff_t yStride,
                std::ptrdiff_t chromaStride, int width, int height, bool flip)
@@ -35,9 +36,12 @@ void PackFrame(unsigned char* packed, std::ptrdiff_t packedStride, const unsigne
         packed += (height - 1) * packedStride;
         packedStride = -packedStride;
     }
-    const bool apart = std::abs(packedStride) >= kBytesPerPixel * kWidestStep;
-    const PackPair rows = apart ? kRows : kReference;
     const std::ptrdiff_t pixels = RoundedUpTo16(width);
+    PackPair rows = kReference;
+    if (std::abs(packedStride) >= kBytesPerPixel * std::min(kStep, pixels))
+    {
+        rows = kRows;
+    }
     for (int remaining = height; remaining > 0; remaining -= 2)
     {
         rows(packed, packed + packedStride, {y, y + yStride, u, v}, pixels);
@@ -87,7 +91,7 @@ void InterleaveRemainingRows(unsigned char* packed, const unsigned char* y, cons
     kRow(packed + 2 * width, y + yStride + width / 2, u + width / 4, v + width / 4, width / 2);
 }
 
-template <InterleaveRow kRow, PackPair kReference>
+template <InterleaveRow kRow, PackPair kReference, std::ptrdiff_t kStep>
 void InterleaveFrame(unsigned char* packed, std::ptrdiff_t packedStride, const unsigned char* y,
                      const unsigned char* u, const unsigned char* v, std::ptrdiff_t yStride,
                      std::ptrdiff_t chromaStride, int width, int height, bool flip)
@@ -99,8 +103,8 @@ void InterleaveFrame(unsigned char* packed, std::ptrdiff_t packedStride, const u
     }
     else
     {
-        PackFrame<InterleavePair<kRow>, kReference, 2>(packed, packedStride, y, u, v, yStride,
-                                                       chromaStride, width, height, flip);
+        PackFrame<InterleavePair<kRow>, kReference, kStep, 2>(
+            packed, packedStride, y, u, v, yStride, chromaStride, width, height, flip);
     }
 }
 
@@ -117,16 +121,17 @@ bool AreApart(const unsigned char* a, std::ptrdiff_t sizeA, const unsigned char*
                                : addressA - addressB >= static_cast<std::uintptr_t>(sizeB);
 }
 
-bool AreApart(const PlanarTarget& target, std::ptrdiff_t pixels)
+bool AreApart(const PlanarTarget& target, std::ptrdiff_t step, std::ptrdiff_t pixels)
 {
     const std::ptrdiff_t yStride = target.lower - target.upper;
     const std::ptrdiff_t ySize = yStride + pixels;
-    return yStride >= kWidestStep && AreApart(target.upper, ySize, target.u, pixels / 2) &&
+    return yStride >= std::min(step, pixels) &&
+           AreApart(target.upper, ySize, target.u, pixels / 2) &&
            AreApart(target.upper, ySize, target.v, pixels / 2) &&
            AreApart(target.u, pixels / 2, target.v, pixels / 2);
 }
 
-template <UnpackPair kRows, UnpackPair kReference>
+template <UnpackPair kRows, UnpackPair kReference, std::ptrdiff_t kStep>
 void UnpackFrame(const unsigned char* packed, std::ptrdiff_t packedStride, unsigned char* y,
                  unsigned char* u, unsigned char* v, std::ptrdiff_t yStride,
                  std::ptrdiff_t chromaStride, int width, int height, bool flip)
@@ -144,7 +149,11 @@ void UnpackFrame(const unsigned char* packed, std::ptrdiff_t packedStride, unsig
     for (int remaining = height; remaining > 0; remaining -= 2)
     {
         const PlanarTarget target = {y, y + yStride, u, v};
-        const UnpackPair rows = AreApart(target, pixels) ? kRows : kReference;
+        UnpackPair rows = kReference;
+        if (AreApart(target, kStep, pixels))
+        {
+            rows = kRows;
+        }
         rows(packed, packed + packedStride, target, pixels);
         packed += 2 * packedStride;
         y += 2 * yStride;
@@ -156,38 +165,54 @@ void UnpackFrame(const unsigned char* packed, std::ptrdiff_t packedStride, unsig
 }  // namespace
 
 const ConversionKernels kScalarKernels = {
-    PackFrame<scalar::PackYuy2, scalar::PackYuy2, 2>,
-    PackFrame<scalar::PackUyvy, scalar::PackUyvy, 2>,
-    PackFrame<scalar::PackRgb24, scalar::PackRgb24, 3>,
-    PackFrame<scalar::PackRgb32, scalar::PackRgb32, 4>,
-    UnpackFrame<scalar::UnpackRgb24, scalar::UnpackRgb24>,
-    UnpackFrame<scalar::UnpackRgb32, scalar::UnpackRgb32>,
-    UnpackFrame<scalar::UnpackYuy2, scalar::UnpackYuy2>,
+    PackFrame<scalar::PackYuy2, scalar::PackYuy2, 8, 2>,
+    PackFrame<scalar::PackUyvy, scalar::PackUyvy, 8, 2>,
+    PackFrame<scalar::PackRgb24, scalar::PackRgb24, 8, 3>,
+    PackFrame<scalar::PackRgb32, scalar::PackRgb32, 8, 4>,
+    PackFrame<scalar::PackArgb8888, scalar::PackArgb8888, 16, 4>,
+    UnpackFrame<scalar::UnpackRgb24, scalar::UnpackRgb24, 2>,
+    UnpackFrame<scalar::UnpackRgb32, scalar::UnpackRgb32, 2>,
+    UnpackFrame<scalar::UnpackYuy2, scalar::UnpackYuy2, 8>,
 };
 
 const ConversionKernels kSse2Kernels = {
-    InterleaveFrame<sse2::InterleaveYuy2, scalar::PackYuy2>,
-    InterleaveFrame<sse2::InterleaveUyvy, scalar::PackUyvy>,
-    PackFrame<sse2::PackRgb24, scalar::PackRgb24, 3>,
-    PackFrame<sse2::PackRgb32, scalar::PackRgb32, 4>,
-    UnpackFrame<sse2::UnpackRgb24, scalar::UnpackRgb24>,
-    UnpackFrame<sse2::UnpackRgb32, scalar::UnpackRgb32>,
-    UnpackFrame<sse2::UnpackYuy2, scalar::UnpackYuy2>,
+    InterleaveFrame<sse2::InterleaveYuy2, scalar::PackYuy2, sse2::kStep>,
+    InterleaveFrame<sse2::InterleaveUyvy, scalar::PackUyvy, sse2::kStep>,
+    PackFrame<sse2::PackRgb24, scalar::PackRgb24, sse2::kStep, 3>,
+    PackFrame<sse2::PackRgb32, scalar::PackRgb32, sse2::kStep, 4>,
+    PackFrame<sse2::PackArgb8888, scalar::PackArgb8888, sse2::kStep, 4>,
+    UnpackFrame<sse2::UnpackRgb24, scalar::UnpackRgb24, sse2::kStep>,
+    UnpackFrame<sse2::UnpackRgb32, scalar::UnpackRgb32, sse2::kStep>,
+    UnpackFrame<sse2::UnpackYuy2, scalar::UnpackYuy2, sse2::kStep>,
 };
 
 const ConversionKernels kAvx2Kernels = {
-    InterleaveFrame<avx2::InterleaveYuy2, scalar::PackYuy2>,
-    InterleaveFrame<avx2::InterleaveUyvy, scalar::PackUyvy>,
-    PackFrame<avx2::PackRgb24, scalar::PackRgb24, 3>,
-    PackFrame<avx2::PackRgb32, scalar::PackRgb32, 4>,
-    UnpackFrame<avx2::UnpackRgb24, scalar::UnpackRgb24>,
-    UnpackFrame<avx2::UnpackRgb32, scalar::UnpackRgb32>,
-    UnpackFrame<avx2::UnpackYuy2, scalar::UnpackYuy2>,
+    InterleaveFrame<avx2::InterleaveYuy2, scalar::PackYuy2, avx2::kStep>,
+    InterleaveFrame<avx2::InterleaveUyvy, scalar::PackUyvy, avx2::kStep>,
+    PackFrame<avx2::PackRgb24, scalar::PackRgb24, avx2::kStep, 3>,
+    PackFrame<avx2::PackRgb32, scalar::PackRgb32, avx2::kStep, 4>,
+    PackFrame<avx2::PackArgb8888, scalar::PackArgb8888, avx2::kStep, 4>,
+    UnpackFrame<avx2::UnpackRgb24, scalar::UnpackRgb24, avx2::kStep>,
+    UnpackFrame<avx2::UnpackRgb32, scalar::UnpackRgb32, avx2::kStep>,
+    UnpackFrame<avx2::UnpackYuy2, scalar::UnpackYuy2, avx2::kStep>,
+};
+
+const ConversionKernels kAvx512Kernels = {
+    InterleaveFrame<avx512::InterleaveYuy2, scalar::PackYuy2, avx512::kStep>,
+    InterleaveFrame<avx512::InterleaveUyvy, scalar::PackUyvy, avx512::kStep>,
+    PackFrame<avx512::PackRgb24, scalar::PackRgb24, avx512::kStep, 3>,
+    PackFrame<avx512::PackRgb32, scalar::PackRgb32, avx512::kStep, 4>,
+    PackFrame<avx512::PackArgb8888, scalar::PackArgb8888, avx512::kStep, 4>,
+    UnpackFrame<avx512::UnpackRgb24, scalar::UnpackRgb24, avx512::kStep>,
+    UnpackFrame<avx512::UnpackRgb32, scalar::UnpackRgb32, avx512::kStep>,
+    UnpackFrame<avx512::UnpackYuy2, scalar::UnpackYuy2, avx512::kStep>,
 };
 
 const ConversionKernels& BestKernels()
 {
-    static const ConversionKernels& best = CpuHasAvx2() ? kAvx2Kernels : kSse2Kernels;
+    static const ConversionKernels& best = CpuHasAvx512() ? kAvx512Kernels
+                                           : CpuHasAvx2() ? kAvx2Kernels
+                                                          : kSse2Kernels;
     return best;
 }
 
@@ -217,6 +242,13 @@ void ConvertYv12ToRgb32(unsigned char* rgb, const unsigned char* y, const unsign
 {
     const std::ptrdiff_t stride = std::ptrdiff_t{4} * width;
     BestKernels().yv12ToRgb32(rgb, stride, y, u, v, width, width / 2, width, height, false);
+}
+
+void ConvertYuv420ToArgb8888(unsigned char* argb, const unsigned char* y, const unsigned char* u,
+                             const unsigned char* v, int width, int height)
+{
+    const std::ptrdiff_t stride = std::ptrdiff_t{4} * width;
+    BestKernels().yuv420ToArgb8888(argb, stride, y, u, v, width, width / 2, width, height, false);
 }
 
 void ConvertRgb24ToYv12(const unsigned char* rgb, unsigned char* y, unsigned char* u,

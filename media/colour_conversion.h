@@ -33,6 +33,8 @@ struct ConversionKernels
     ToPackedKernel yv12ToUyvy;
     ToPackedKernel yv12ToRgb24;  ///< B, G, R
     ToPackedKernel yv12ToRgb32;  ///< B, G, R, 0
+    /// B, G, R, 0; a blue above the largest 16-bit sum wraps to 0. Deliberate.
+    ToPackedKernel yuv420ToArgb8888;
     ToPlanarKernel rgb24ToYv12;  ///< R, G, B
     ToPlanarKernel rgb32ToYv12;  ///< R, G, B, ignored
     ToPlanarKernel yuy2ToYv12;
@@ -43,6 +45,8 @@ extern const ConversionKernels kScalarKernels;
 extern const ConversionKernels kSse2Kernels;
 /// Only for a processor with AVX2.
 extern const ConversionKernels kAvx2Kernels;
+/// Only for a processor with AVX-512 as CpuHasAvx512() asks for it.
+extern const ConversionKernels kAvx512Kernels;
 
 /// The fastest kernels that this machine can run.
 const ConversionKernels& BestKernels();
@@ -57,6 +61,8 @@ void ConvertYv12ToRgb24(unsigned char* rgb, const unsigned char* y, const unsign
                         const unsigned char* v, int width, int height);
 void ConvertYv12ToRgb32(unsigned char* rgb, const unsigned char* y, const unsigned char* u,
                         const unsigned char* v, int width, int height);
+void ConvertYuv420ToArgb8888(unsigned char* argb, const unsigned char* y, const unsigned char* u,
+                             const unsigned char* v, int width, int height);
 void ConvertRgb24ToYv12(const unsigned char* rgb, unsigned char* y, unsigned char* u,
                         unsigned char* v, int width, int height);
 void ConvertRgb32ToYv12(const unsigned char* rgb, unsigned char* y, unsigned char* u,

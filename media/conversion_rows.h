@@ -4,8 +4,8 @@
 ///
 /// The scalar functions are the reference: they take the stated steps one after another and store
 /// in the stated order, so their result is right even where the rows of a pair overlap. The vector
-/// functions take the same steps from left to right but up to kWidestStep pixels at once, in any
-/// order inside; they may be used where nothing that one such step writes overlaps.
+/// functions take the same steps from left to right but up to kStep pixels at once, in any order
+/// inside; they may be used where nothing that one such step writes overlaps.
 #pragma once
 
 #include <cstddef>
@@ -44,15 +44,14 @@ using InterleaveRow = void (*)(unsigned char* packed, const unsigned char* y,
                                const unsigned char* u, const unsigned char* v,
                                std::ptrdiff_t pixels);
 
-/// The most pixels of a row that a vector function converts before it goes on to the next.
-constexpr std::ptrdiff_t kWidestStep = 32;
-
 namespace scalar
 {
 void PackRgb24(unsigned char* upper, unsigned char* lower, const PlanarSource& source,
                std::ptrdiff_t pixels);
 void PackRgb32(unsigned char* upper, unsigned char* lower, const PlanarSource& source,
                std::ptrdiff_t pixels);
+void PackArgb8888(unsigned char* upper, unsigned char* lower, const PlanarSource& source,
+                  std::ptrdiff_t pixels);
 void PackYuy2(unsigned char* upper, unsigned char* lower, const PlanarSource& source,
               std::ptrdiff_t pixels);
 void PackUyvy(unsigned char* upper, unsigned char* lower, const PlanarSource& source,
@@ -72,10 +71,15 @@ void InterleaveUyvy(unsigned char* packed, const unsigned char* y, const unsigne
 
 namespace sse2
 {
+/// The most pixels of a row that a function converts before it goes on to the next.
+constexpr std::ptrdiff_t kStep = 16;
+
 void PackRgb24(unsigned char* upper, unsigned char* lower, const PlanarSource& source,
                std::ptrdiff_t pixels);
 void PackRgb32(unsigned char* upper, unsigned char* lower, const PlanarSource& source,
                std::ptrdiff_t pixels);
+void PackArgb8888(unsigned char* upper, unsigned char* lower, const PlanarSource& source,
+                  std::ptrdiff_t pixels);
 void InterleaveYuy2(unsigned char* packed, const unsigned char* y, const unsigned char* u,
                     const unsigned char* v, std::ptrdiff_t pixels);
 void InterleaveUyvy(unsigned char* packed, const unsigned char* y, const unsigned char* u,
@@ -90,10 +94,15 @@ void UnpackYuy2(const unsigned char* upper, const unsigned char* lower, const Pl
 
 namespace avx2
 {
+/// The most pixels of a row that a function converts before it goes on to the next.
+constexpr std::ptrdiff_t kStep = 32;
+
 void PackRgb24(unsigned char* upper, unsigned char* lower, const PlanarSource& source,
                std::ptrdiff_t pixels);
 void PackRgb32(unsigned char* upper, unsigned char* lower, const PlanarSource& source,
                std::ptrdiff_t pixels);
+void PackArgb8888(unsigned char* upper, unsigned char* lower, const PlanarSource& source,
+                  std::ptrdiff_t pixels);
 void InterleaveYuy2(unsigned char* packed, const unsigned char* y, const unsigned char* u,
                     const unsigned char* v, std::ptrdiff_t pixels);
 void InterleaveUyvy(unsigned char* packed, const unsigned char* y, const unsigned char* u,
@@ -105,5 +114,28 @@ void UnpackRgb32(const unsigned char* upper, const unsigned char* lower, const P
 void UnpackYuy2(const unsigned char* upper, const unsigned char* lower, const PlanarTarget& target,
                 std::ptrdiff_t pixels);
 }  // namespace avx2
+
+namespace avx512
+{
+/// The most pixels of a row that a function converts before it goes on to the next.
+constexpr std::ptrdiff_t kStep = 64;
+
+void PackRgb24(unsigned char* upper, unsigned char* lower, const PlanarSource& source,
+               std::ptrdiff_t pixels);
+void PackRgb32(unsigned char* upper, unsigned char* lower, const PlanarSource& source,
+               std::ptrdiff_t pixels);
+void PackArgb8888(unsigned char* upper, unsigned char* lower, const PlanarSource& source,
+                  std::ptrdiff_t pixels);
+void InterleaveYuy2(unsigned char* packed, const unsigned char* y, const unsigned char* u,
+                    const unsigned char* v, std::ptrdiff_t pixels);
+void InterleaveUyvy(unsigned char* packed, const unsigned char* y, const unsigned char* u,
+                    const unsigned char* v, std::ptrdiff_t pixels);
+void UnpackRgb24(const unsigned char* upper, const unsigned char* lower, const PlanarTarget& target,
+                 std::ptrdiff_t pixels);
+void UnpackRgb32(const unsigned char* upper, const unsigned char* lower, const PlanarTarget& target,
+                 std::ptrdiff_t pixels);
+void UnpackYuy2(const unsigned char* upper, const unsigned char* lower, const PlanarTarget& target,
+                std::ptrdiff_t pixels);
+}  // namespace avx512
 
 }  // namespace ostrel::media

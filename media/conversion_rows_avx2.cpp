@@ -113,6 +113,17 @@ __m256i Clamped(__m256i low, __m256i high)
     return _mm256_packus_epi16(_mm256_srai_epi16(low, 6), _mm256_srai_epi16(high, 6));
 }
 
+struct SaturatingSums
+{
+    static __m256i Sum(__m256i a, __m256i b) { return _mm256_adds_epi16(a, b); }
+};
+
+struct WrappingSums
+{
+    static __m256i Sum(__m256i a, __m256i b) { return _mm256_add_epi16(a, b); }
+};
+
+template <class Sums>
 Channels ChannelsOf(__m256i luma, const ChromaTerms& chroma)
 {
     // 74 x y - 37 x 32 = 74 x (y - 16)
@@ -120,11 +131,11 @@ Channels ChannelsOf(__m256i luma, const ChromaTerms& chroma)
     const __m256i gains = BytePairs(74, static_cast<unsigned char>(-37));
     const __m256i low = SumsOfProducts(_mm256_unpacklo_epi8(luma, offset), gains);
     const __m256i high = SumsOfProducts(_mm256_unpackhi_epi8(luma, offset), gains);
+    // Only blue can leave 16 bits.
     return {
-        Clamped(_mm256_adds_epi16(low, chroma.blue.low), _mm256_adds_epi16(high, chroma.blue.high)),
-        Clamped(_mm256_subs_epi16(low, chroma.green.low),
-                _mm256_subs_epi16(high, chroma.green.high)),
-        Clamped(_mm256_adds_epi16(low, chroma.red.low), _mm256_adds_epi16(high, chroma.red.high))};
+        Clamped(Sums::Sum(low, chroma.blue.low), Sums::Sum(high, chroma.blue.high)),
+        Clamped(_mm256_sub_epi16(low, chroma.green.low), _mm256_sub_epi16(high, chroma.green.high)),
+        Clamped(_mm256_add_epi16(low, chroma.red.low), _mm256_add_epi16(high, chroma.red.high))};
 }
 
 // The 48 bytes of 16 pixels fill three registers of 16. A byte at i in one of them belongs to
@@ -336,7 +347,7 @@ std::ptrdiff_t UnpackWholeSteps(const unsigned char* upper, const unsigned char*
                                 const PlanarTarget& target, std::ptrdiff_t pixels)
 {
     std::ptrdiff_t x = 0;
-    for (; x + 32 <= pixels; x += 32)
+    for (; x + kStep <= pixels; x += kStep)
     {
         UnpackStep<Format>(upper + Format::kBytesPerPixel * x, lower + Format::kBytesPerPixel * x,
                            target.upper + x, target.lower + x, target.u + x / 2, target.v + x / 2);
@@ -375,11 +386,11 @@ void PackRgb24(unsigned char* upper, unsigned char* lower, const PlanarSource& s
                std::ptrdiff_t pixels)
 {
     std::ptrdiff_t x = 0;
-    for (; x + 32 <= pixels; x += 32)
+    for (; x + kStep <= pixels; x += kStep)
     {
         const ChromaTerms chroma = ChromaTermsOf(LoadChroma(source.u + x / 2, source.v + x / 2));
-        StoreRgb24(upper + 3 * x, ChannelsOf(Load(source.upper + x), chroma));
-        StoreRgb24(lower + 3 * x, ChannelsOf(Load(source.lower + x), chroma));
+        StoreRgb24(upper + 3 * x, ChannelsOf<SaturatingSums>(Load(source.upper + x), chroma));
+        StoreRgb24(lower + 3 * x, ChannelsOf<SaturatingSums>(Load(source.lower + x), chroma));
     }
     if (x < pixels)
     {
@@ -391,13 +402,15 @@ void PackRgb32(unsigned char* upper, unsigned char* lower, const PlanarSource& s
                std::ptrdiff_t pixels)
 {
     std::ptrdiff_t x = 0;
-    for (; x + 32 <= pixels; x += 32)
+    for (; x + kStep <= pixels; x += kStep)
     {
         // A group of four pixels has two samples of U and V, four bytes as well.
         const ChromaTerms chroma =
             ChromaTermsOf(EvenGroupsFirst(LoadChroma(source.u + x / 2, source.v + x / 2)));
-        StoreRgb32(upper + 4 * x, ChannelsOf(EvenGroupsFirst(Load(source.upper + x)), chroma));
-        StoreRgb32(lower + 4 * x, ChannelsOf(EvenGroupsFirst(Load(source.lower + x)), chroma));
+        StoreRgb32(upper + 4 * x,
+                   ChannelsOf<SaturatingSums>(EvenGroupsFirst(Load(source.upper + x)), chroma));
+        StoreRgb32(lower + 4 * x,
+                   ChannelsOf<SaturatingSums>(EvenGroupsFirst(Load(source.lower + x)), chroma));
     }
     if (x < pixels)
     {
@@ -405,11 +418,31 @@ void PackRgb32(unsigned char* upper, unsigned char* lower, const PlanarSource& s
     }
 }
 
+void PackArgb8888(unsigned char* upper, unsigned char* lower, const PlanarSource& source,
+                  std::ptrdiff_t pixels)
+{
+    std::ptrdiff_t x = 0;
+    for (; x + kStep <= pixels; x += kStep)
+    {
+        // A group of four pixels has two samples of U and V, four bytes as well.
+        const ChromaTerms chroma =
+            ChromaTermsOf(EvenGroupsFirst(LoadChroma(source.u + x / 2, source.v + x / 2)));
+        StoreRgb32(upper + 4 * x,
+                   ChannelsOf<WrappingSums>(EvenGroupsFirst(Load(source.upper + x)), chroma));
+        StoreRgb32(lower + 4 * x,
+                   ChannelsOf<WrappingSums>(EvenGroupsFirst(Load(source.lower + x)), chroma));
+    }
+    if (x < pixels)
+    {
+        sse2::PackArgb8888(upper + 4 * x, lower + 4 * x, From(source, x), pixels - x);
+    }
+}
+
 void InterleaveYuy2(unsigned char* packed, const unsigned char* y, const unsigned char* u,
                     const unsigned char* v, std::ptrdiff_t pixels)
 {
     std::ptrdiff_t x = 0;
-    for (; x + 32 <= pixels; x += 32)
+    for (; x + kStep <= pixels; x += kStep)
     {
         const Samples422 samples = Load422(y + x, u + x / 2, v + x / 2);
         Store(packed + 2 * x, _mm256_unpacklo_epi8(samples.luma, samples.chroma));
@@ -425,7 +458,7 @@ void InterleaveUyvy(unsigned char* packed, const unsigned char* y, const unsigne
                     const unsigned char* v, std::ptrdiff_t pixels)
 {
     std::ptrdiff_t x = 0;
-    for (; x + 32 <= pixels; x += 32)
+    for (; x + kStep <= pixels; x += kStep)
     {
         const Samples422 samples = Load422(y + x, u + x / 2, v + x / 2);
         Store(packed + 2 * x, _mm256_unpacklo_epi8(samples.chroma, samples.luma));
@@ -461,7 +494,7 @@ void UnpackYuy2(const unsigned char* upper, const unsigned char* lower, const Pl
                 std::ptrdiff_t pixels)
 {
     std::ptrdiff_t x = 0;
-    for (; x + 32 <= pixels; x += 32)
+    for (; x + kStep <= pixels; x += kStep)
     {
         const __m256i topLeft = Load(upper + 2 * x);
         const __m256i topRight = Load(upper + 2 * x + 32);

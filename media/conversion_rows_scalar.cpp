@@ -10,10 +10,17 @@ namespace
 
 // ---- ITU-R BT.601, studio range: YUV to RGB in units of 1/64 ------------------------------------
 
-// The arithmetic is that of signed 16-bit vector lanes: products wrap, sums saturate.
+// The arithmetic is that of signed 16-bit vector lanes: products wrap; sums saturate or wrap.
 std::int16_t Multiply(int a, int b)
 {
     return static_cast<std::int16_t>(a * b);
+}
+
+using Fit = std::int16_t (*)(int sum);
+
+std::int16_t Wrapped(int value)
+{
+    return static_cast<std::int16_t>(value);
 }
 
 std::int16_t Saturated(int value)
@@ -34,23 +41,23 @@ struct Rgb
     unsigned char b;
 };
 
+template <Fit kFit>
 Rgb RgbOf(int y, int u, int v)
 {
     const std::int16_t luma = Multiply(74, y - 16);
     const std::int16_t blueU = Multiply(129, u - 128);
-    const std::int16_t greenUV = Saturated(Multiply(25, u - 128) + Multiply(52, v - 128));
+    const std::int16_t greenUV = kFit(Multiply(25, u - 128) + Multiply(52, v - 128));
     const std::int16_t redV = Multiply(102, v - 128);
-    return {Clamped(Saturated(luma + redV)), Clamped(Saturated(luma - greenUV)),
-            Clamped(Saturated(luma + blueU))};
+    return {Clamped(kFit(luma + redV)), Clamped(kFit(luma - greenUV)), Clamped(kFit(luma + blueU))};
 }
 
-template <int kBytesPerPixel>
+template <int kBytesPerPixel, int kStep, Fit kFit>
 void PackRgbStep(unsigned char* packed, const unsigned char* y, const unsigned char* u,
                  const unsigned char* v)
 {
-    for (int i = 0; i < 8; ++i)
+    for (int i = 0; i < kStep; ++i)
     {
-        const Rgb rgb = RgbOf(y[i], u[i / 2], v[i / 2]);
+        const Rgb rgb = RgbOf<kFit>(y[i], u[i / 2], v[i / 2]);
         *packed++ = rgb.b;
         *packed++ = rgb.g;
         *packed++ = rgb.r;
@@ -61,16 +68,18 @@ void PackRgbStep(unsigned char* packed, const unsigned char* y, const unsigned c
     }
 }
 
-template <int kBytesPerPixel>
+template <int kBytesPerPixel, int kStep, Fit kFit>
 void PackRgb(unsigned char* upper, unsigned char* lower, const PlanarSource& source,
              std::ptrdiff_t pixels)
 {
-    for (std::ptrdiff_t x = 0; x < pixels; x += 8)
+    for (std::ptrdiff_t x = 0; x < pixels; x += kStep)
     {
         const unsigned char* u = source.u + x / 2;
         const unsigned char* v = source.v + x / 2;
-        PackRgbStep<kBytesPerPixel>(upper + kBytesPerPixel * x, source.upper + x, u, v);
-        PackRgbStep<kBytesPerPixel>(lower + kBytesPerPixel * x, source.lower + x, u, v);
+        PackRgbStep<kBytesPerPixel, kStep, kFit>(upper + kBytesPerPixel * x, source.upper + x, u,
+                                                 v);
+        PackRgbStep<kBytesPerPixel, kStep, kFit>(lower + kBytesPerPixel * x, source.lower + x, u,
+                                                 v);
     }
 }
 
@@ -90,10 +99,10 @@ constexpr Layout422 kUyvy = {1, 0, 2};
 void Interleave8(const Layout422& layout, unsigned char* packed, const unsigned char* y,
                  const unsigned char* u, const unsigned char* v)
 {
-    for (int i = 0; i < 4; ++i, packed += 4)
+    for (int i = 0; i < 4; ++i, packed += 4, y += 2)
     {
-        packed[layout.y] = y[2 * i];
-        packed[layout.y + 2] = y[2 * i + 1];
+        packed[layout.y] = y[0];
+        packed[layout.y + 2] = y[1];
         packed[layout.u] = u[i];
         packed[layout.v] = v[i];
     }
@@ -163,13 +172,20 @@ unsigned char RoundedMean(int a, int b)
 void PackRgb24(unsigned char* upper, unsigned char* lower, const PlanarSource& source,
                std::ptrdiff_t pixels)
 {
-    PackRgb<3>(upper, lower, source, pixels);
+    PackRgb<3, 8, Saturated>(upper, lower, source, pixels);
 }
 
 void PackRgb32(unsigned char* upper, unsigned char* lower, const PlanarSource& source,
                std::ptrdiff_t pixels)
 {
-    PackRgb<4>(upper, lower, source, pixels);
+    PackRgb<4, 8, Saturated>(upper, lower, source, pixels);
+}
+
+// Its blue wraps where the other conversions' saturates: deliberate.
+void PackArgb8888(unsigned char* upper, unsigned char* lower, const PlanarSource& source,
+                  std::ptrdiff_t pixels)
+{
+    PackRgb<4, 16, Wrapped>(upper, lower, source, pixels);
 }
 
 void PackYuy2(unsigned char* upper, unsigned char* lower, const PlanarSource& source,
@@ -203,19 +219,19 @@ void UnpackYuy2(const unsigned char* upper, const unsigned char* lower, const Pl
     {
         const unsigned char* top = upper + 2 * x;
         const unsigned char* bottom = lower + 2 * x;
-        for (int i = 0; i < 8; ++i)
+        for (std::ptrdiff_t i = 0; i < 8; ++i)
         {
             target.upper[x + i] = top[2 * i];
         }
-        for (int i = 0; i < 8; ++i)
+        for (std::ptrdiff_t i = 0; i < 8; ++i)
         {
             target.lower[x + i] = bottom[2 * i];
         }
-        for (int i = 0; i < 4; ++i)
+        for (std::ptrdiff_t i = 0; i < 4; ++i)
         {
             target.u[x / 2 + i] = RoundedMean(top[4 * i + 1], bottom[4 * i + 1]);
         }
-        for (int i = 0; i < 4; ++i)
+        for (std::ptrdiff_t i = 0; i < 4; ++i)
         {
             target.v[x / 2 + i] = RoundedMean(top[4 * i + 3], bottom[4 * i + 3]);
         }

@@ -87,6 +87,17 @@ __m128i Clamped(__m128i left, __m128i right)
     return _mm_packus_epi16(_mm_srai_epi16(left, 6), _mm_srai_epi16(right, 6));
 }
 
+struct SaturatingSums
+{
+    static __m128i Sum(__m128i a, __m128i b) { return _mm_adds_epi16(a, b); }
+};
+
+struct WrappingSums
+{
+    static __m128i Sum(__m128i a, __m128i b) { return _mm_add_epi16(a, b); }
+};
+
+template <class Sums>
 Channels ChannelsOf(const unsigned char* y, const ChromaTerms& chroma)
 {
     // 256 x y times 256 x 74, and of that the upper half. (A plain multiplication by 74 would be
@@ -96,10 +107,11 @@ Channels ChannelsOf(const unsigned char* y, const ChromaTerms& chroma)
     const __m128i luma = Load(y);
     const __m128i left = _mm_mulhi_epu16(_mm_unpacklo_epi8(zero, luma), gain);
     const __m128i right = _mm_mulhi_epu16(_mm_unpackhi_epi8(zero, luma), gain);
+    // Only blue can leave 16 bits.
     return {
-        Clamped(_mm_adds_epi16(left, chroma.blue.left), _mm_adds_epi16(right, chroma.blue.right)),
-        Clamped(_mm_subs_epi16(left, chroma.green.left), _mm_subs_epi16(right, chroma.green.right)),
-        Clamped(_mm_adds_epi16(left, chroma.red.left), _mm_adds_epi16(right, chroma.red.right))};
+        Clamped(Sums::Sum(left, chroma.blue.left), Sums::Sum(right, chroma.blue.right)),
+        Clamped(_mm_sub_epi16(left, chroma.green.left), _mm_sub_epi16(right, chroma.green.right)),
+        Clamped(_mm_add_epi16(left, chroma.red.left), _mm_add_epi16(right, chroma.red.right))};
 }
 
 // Four registers of four pixels: B, G, R, 0.
@@ -147,7 +159,7 @@ void StoreRgb24(unsigned char* packed, const Channels& channels)
 void StoreRgb32(unsigned char* packed, const Channels& channels)
 {
     const Quads quads = QuadsOf(channels);
-    for (int i = 0; i < 4; ++i)
+    for (std::ptrdiff_t i = 0; i < 4; ++i)
     {
         Store(packed + 16 * i, quads.pixels[i]);
     }
@@ -294,22 +306,33 @@ __m128i OddBytes(__m128i a, __m128i b)
 void PackRgb24(unsigned char* upper, unsigned char* lower, const PlanarSource& source,
                std::ptrdiff_t pixels)
 {
-    for (std::ptrdiff_t x = 0; x < pixels; x += 16)
+    for (std::ptrdiff_t x = 0; x < pixels; x += kStep)
     {
         const ChromaTerms chroma = ChromaTermsOf(source.u + x / 2, source.v + x / 2);
-        StoreRgb24(upper + 3 * x, ChannelsOf(source.upper + x, chroma));
-        StoreRgb24(lower + 3 * x, ChannelsOf(source.lower + x, chroma));
+        StoreRgb24(upper + 3 * x, ChannelsOf<SaturatingSums>(source.upper + x, chroma));
+        StoreRgb24(lower + 3 * x, ChannelsOf<SaturatingSums>(source.lower + x, chroma));
     }
 }
 
 void PackRgb32(unsigned char* upper, unsigned char* lower, const PlanarSource& source,
                std::ptrdiff_t pixels)
 {
-    for (std::ptrdiff_t x = 0; x < pixels; x += 16)
+    for (std::ptrdiff_t x = 0; x < pixels; x += kStep)
     {
         const ChromaTerms chroma = ChromaTermsOf(source.u + x / 2, source.v + x / 2);
-        StoreRgb32(upper + 4 * x, ChannelsOf(source.upper + x, chroma));
-        StoreRgb32(lower + 4 * x, ChannelsOf(source.lower + x, chroma));
+        StoreRgb32(upper + 4 * x, ChannelsOf<SaturatingSums>(source.upper + x, chroma));
+        StoreRgb32(lower + 4 * x, ChannelsOf<SaturatingSums>(source.lower + x, chroma));
+    }
+}
+
+void PackArgb8888(unsigned char* upper, unsigned char* lower, const PlanarSource& source,
+                  std::ptrdiff_t pixels)
+{
+    for (std::ptrdiff_t x = 0; x < pixels; x += kStep)
+    {
+        const ChromaTerms chroma = ChromaTermsOf(source.u + x / 2, source.v + x / 2);
+        StoreRgb32(upper + 4 * x, ChannelsOf<WrappingSums>(source.upper + x, chroma));
+        StoreRgb32(lower + 4 * x, ChannelsOf<WrappingSums>(source.lower + x, chroma));
     }
 }
 
@@ -317,7 +340,7 @@ void InterleaveYuy2(unsigned char* packed, const unsigned char* y, const unsigne
                     const unsigned char* v, std::ptrdiff_t pixels)
 {
     std::ptrdiff_t x = 0;
-    for (; x + 16 <= pixels; x += 16)
+    for (; x + kStep <= pixels; x += kStep)
     {
         const __m128i luma = Load(y + x);
         const __m128i chroma = _mm_unpacklo_epi8(LoadHalf(u + x / 2), LoadHalf(v + x / 2));
@@ -334,7 +357,7 @@ void InterleaveUyvy(unsigned char* packed, const unsigned char* y, const unsigne
                     const unsigned char* v, std::ptrdiff_t pixels)
 {
     std::ptrdiff_t x = 0;
-    for (; x + 16 <= pixels; x += 16)
+    for (; x + kStep <= pixels; x += kStep)
     {
         const __m128i luma = Load(y + x);
         const __m128i chroma = _mm_unpacklo_epi8(LoadHalf(u + x / 2), LoadHalf(v + x / 2));
@@ -350,7 +373,7 @@ void InterleaveUyvy(unsigned char* packed, const unsigned char* y, const unsigne
 void UnpackRgb24(const unsigned char* upper, const unsigned char* lower, const PlanarTarget& target,
                  std::ptrdiff_t pixels)
 {
-    for (std::ptrdiff_t x = 0; x < pixels; x += 16)
+    for (std::ptrdiff_t x = 0; x < pixels; x += kStep)
     {
         UnpackStep(LoadRgb24(upper + 3 * x), LoadRgb24(lower + 3 * x), target.upper + x,
                    target.lower + x, target.u + x / 2, target.v + x / 2);
@@ -360,7 +383,7 @@ void UnpackRgb24(const unsigned char* upper, const unsigned char* lower, const P
 void UnpackRgb32(const unsigned char* upper, const unsigned char* lower, const PlanarTarget& target,
                  std::ptrdiff_t pixels)
 {
-    for (std::ptrdiff_t x = 0; x < pixels; x += 16)
+    for (std::ptrdiff_t x = 0; x < pixels; x += kStep)
     {
         UnpackStep(LoadRgb32(upper + 4 * x), LoadRgb32(lower + 4 * x), target.upper + x,
                    target.lower + x, target.u + x / 2, target.v + x / 2);
@@ -370,7 +393,7 @@ void UnpackRgb32(const unsigned char* upper, const unsigned char* lower, const P
 void UnpackYuy2(const unsigned char* upper, const unsigned char* lower, const PlanarTarget& target,
                 std::ptrdiff_t pixels)
 {
-    for (std::ptrdiff_t x = 0; x < pixels; x += 16)
+    for (std::ptrdiff_t x = 0; x < pixels; x += kStep)
     {
         const __m128i topLeft = Load(upper + 2 * x);
         const __m128i topRight = Load(upper + 2 * x + 16);

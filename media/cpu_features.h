@@ -9,4 +9,7 @@ namespace ostrel::media
 /// words, so the body is chosen by the build.
 bool CpuHasAvx2();
 
+/// Likewise for AVX-512 with BW, VL, VBMI and VNNI.
+bool CpuHasAvx512();
+
 }  // namespace ostrel::media

@@ -10,4 +10,12 @@ bool CpuHasAvx2()
     return __builtin_cpu_supports("avx2") != 0;
 }
 
+bool CpuHasAvx512()
+{
+    __builtin_cpu_init();
+    return __builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512bw") != 0 &&
+           __builtin_cpu_supports("avx512vl") != 0 && __builtin_cpu_supports("avx512vbmi") != 0 &&
+           __builtin_cpu_supports("avx512vnni") != 0;
+}
+
 }  // namespace ostrel::media

@@ -4,28 +4,62 @@
 
 namespace ostrel::media
 {
+namespace
+{
 
-bool CpuHasAvx2()
+// Leaf 7, sub-leaf 0, and of the registers that the operating system saves, the mask; all 0 where
+// it saves none.
+struct Features
+{
+    unsigned ebx = 0;
+    unsigned ecx = 0;
+    unsigned long long saved = 0;
+};
+
+Features ReadFeatures()
 {
     constexpr int kOsSavesRegisters = 1 << 27;  // leaf 1, ECX: OSXSAVE
     constexpr int kAvx = 1 << 28;               // leaf 1, ECX
-    constexpr int kAvx2 = 1 << 5;               // leaf 7, EBX
-    constexpr unsigned kVectorState = 6;        // XCR0: the XMM and YMM halves are saved
+    constexpr int kNeeded = kOsSavesRegisters | kAvx;
 
     int leaf[4];
     __cpuid(leaf, 0);
     if (leaf[0] < 7)
     {
-        return false;
+        return {};
     }
     __cpuid(leaf, 1);
-    constexpr int kNeeded = kOsSavesRegisters | kAvx;
-    if ((leaf[2] & kNeeded) != kNeeded || (_xgetbv(0) & kVectorState) != kVectorState)
+    if ((leaf[2] & kNeeded) != kNeeded)
     {
-        return false;
+        return {};
     }
     __cpuidex(leaf, 7, 0);
-    return (leaf[1] & kAvx2) != 0;
+    return {static_cast<unsigned>(leaf[1]), static_cast<unsigned>(leaf[2]), _xgetbv(0)};
+}
+
+bool HasAll(unsigned long long bits, unsigned long long needed)
+{
+    return (bits & needed) == needed;
+}
+
+}  // namespace
+
+bool CpuHasAvx2()
+{
+    constexpr unsigned kAvx2 = 1U << 5;   // EBX
+    constexpr unsigned kVectorState = 6;  // XCR0: the XMM and YMM halves are saved
+    const Features features = ReadFeatures();
+    return HasAll(features.ebx, kAvx2) && HasAll(features.saved, kVectorState);
+}
+
+bool CpuHasAvx512()
+{
+    constexpr unsigned kFoundationBwVl = 1U << 16 | 1U << 30 | 1U << 31;  // EBX
+    constexpr unsigned kVbmiVnni = 1U << 1 | 1U << 11;                    // ECX
+    constexpr unsigned kVectorState = 0xE6;  // XCR0: XMM, YMM, masks, and all 32 ZMM are saved
+    const Features features = ReadFeatures();
+    return HasAll(features.ebx, kFoundationBwVl) && HasAll(features.ecx, kVbmiVnni) &&
+           HasAll(features.saved, kVectorState);
 }
 
 }  // namespace ostrel::media

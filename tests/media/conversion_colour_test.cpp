@@ -29,11 +29,15 @@ std::vector<InstructionSet> InstructionSets()
     {
         sets.push_back({"AVX2", &kAvx2Kernels});
     }
+    if (CpuHasAvx512())
+    {
+        sets.push_back({"AVX-512", &kAvx512Kernels});
+    }
     return sets;
 }
 
-// As wide as the widest vector and one half of it, so that every way through a kernel is taken.
-constexpr int kWidth = 48;
+// As wide as each vector there is together, so that every way through a kernel is taken.
+constexpr int kWidth = 64 + 32 + 16;
 constexpr int kPixels = 2 * kWidth;
 
 Bytes Rgb32Of(const ConversionKernels& kernels, unsigned char y, unsigned char u, unsigned char v)
@@ -55,6 +59,17 @@ Bytes Rgb24Of(const ConversionKernels& kernels, unsigned char y, unsigned char u
     Bytes packed(3 * kPixels, 0xAA);
     kernels.yv12ToRgb24(packed.data(), 3 * kWidth, luma.data(), uPlane.data(), vPlane.data(),
                         kWidth, kWidth / 2, kWidth, 2, false);
+    return packed;
+}
+
+Bytes ArgbOf(const ConversionKernels& kernels, unsigned char y, unsigned char u, unsigned char v)
+{
+    const Bytes luma(kPixels, y);
+    const Bytes uPlane(kWidth / 2, u);
+    const Bytes vPlane(kWidth / 2, v);
+    Bytes packed(4 * kPixels, 0xAA);
+    kernels.yuv420ToArgb8888(packed.data(), 4 * kWidth, luma.data(), uPlane.data(), vPlane.data(),
+                             kWidth, kWidth / 2, kWidth, 2, false);
     return packed;
 }
 
@@ -136,6 +151,37 @@ TEST(ConversionColour, BlueSaturatesAboveTheLargestSum)
 {
     // Green: 17686 - 25 x 127 = 14511, / 64 = 226.7. Red: 17686 / 64 = 276.
     ExpectColour({255, 255, 128}, {255, 226, 255});
+}
+
+TEST(ConversionColour, Argb8888IsBlueGreenRedZero)
+{
+    for (const InstructionSet& set : InstructionSets())
+    {
+        EXPECT_EQ(ArgbOf(*set.kernels, 16, 128, 128), Repeated({0, 0, 0, 0})) << set.name;
+        EXPECT_EQ(ArgbOf(*set.kernels, 235, 128, 128), Repeated({253, 253, 253, 0})) << set.name;
+        EXPECT_EQ(ArgbOf(*set.kernels, 82, 90, 240), Repeated({0, 0, 254, 0})) << set.name;
+    }
+}
+
+// The same sums as above, wrapped: 34069 - 65536 is below 0. 74 x 234 + 129 x 122 = 33054 likewise;
+// its green is 17316 - 25 x 122 = 14266, / 64 = 222.9, and its red 17316 / 64 = 270.
+TEST(ConversionColour, BlueOfArgb8888WrapsAboveTheLargestSum)
+{
+    for (const InstructionSet& set : InstructionSets())
+    {
+        EXPECT_EQ(ArgbOf(*set.kernels, 255, 255, 128), Repeated({0, 226, 255, 0})) << set.name;
+        EXPECT_EQ(ArgbOf(*set.kernels, 250, 250, 128), Repeated({0, 222, 255, 0})) << set.name;
+    }
+}
+
+// 74 x 221 + 129 x 127 = 32737 is the last that fits at U = 255; with one more luma it is 32811.
+TEST(ConversionColour, BlueOfArgb8888IsFullUpToTheLargestSum)
+{
+    for (const InstructionSet& set : InstructionSets())
+    {
+        EXPECT_EQ(ArgbOf(*set.kernels, 237, 255, 128)[0], 255) << set.name;
+        EXPECT_EQ(ArgbOf(*set.kernels, 238, 255, 128)[0], 0) << set.name;
+    }
 }
 
 // 74 x 100 = 7400: blue + 129 x -28 = 3788, green - (25 x -28 + 52 x 21) = 7008, red + 102 x 21 =
@@ -331,6 +377,22 @@ TEST(ConversionColour, AWidthOf20Processes32PixelsPerRow)
     }
 }
 
+TEST(ConversionColour, AWidthOf20Converts32PixelsPerRowToArgb8888)
+{
+    for (const InstructionSet& set : InstructionSets())
+    {
+        const Bytes luma(64, 16);
+        const Bytes chroma(32, 128);
+        Bytes packed(4 * 20 + 4 * 40, kUntouched);
+        set.kernels->yuv420ToArgb8888(packed.data(), 80, luma.data(), chroma.data(), chroma.data(),
+                                      20, 10, 20, 2, false);
+        // The second row starts at 80 and runs on to pixel 31.
+        Bytes expected(80 + 128, 0);
+        expected.resize(packed.size(), kUntouched);
+        EXPECT_EQ(packed, expected) << set.name;
+    }
+}
+
 TEST(ConversionColour, AHeightOf5Processes6Rows)
 {
     for (const InstructionSet& set : InstructionSets())
@@ -373,7 +435,7 @@ namespace
 {
 
 template <int kSize>
-void ExpectEveryYuv(ToPackedKernel ConversionKernels::*kernel)
+void ExpectEveryYuv(ToPackedKernel ConversionKernels::*kernel, ModelColour (*model)(int, int, int))
 {
     // In a picture all luma values (in the lower rows backwards) meet all V, in a row each; the V
     // plane holds each row's value, and U is the picture's.
@@ -398,7 +460,7 @@ void ExpectEveryYuv(ToPackedKernel ConversionKernels::*kernel)
         for (std::size_t i = 0; i < y.size(); ++i)
         {
             const int vValue = static_cast<int>(i / kColumns / 2);
-            const ModelColour colour = ModelRgb(y[i], uValue, vValue);
+            const ModelColour colour = model(y[i], uValue, vValue);
             expected[kSize * i] = static_cast<unsigned char>(colour.b);
             expected[kSize * i + 1] = static_cast<unsigned char>(colour.g);
             expected[kSize * i + 2] = static_cast<unsigned char>(colour.r);
@@ -476,12 +538,17 @@ void ExpectEveryRgb(ToPlanarKernel ConversionKernels::*kernel)
 
 TEST(ConversionColour, EveryYuvBecomesTheRgb24OfTheModel)
 {
-    ExpectEveryYuv<3>(&ConversionKernels::yv12ToRgb24);
+    ExpectEveryYuv<3>(&ConversionKernels::yv12ToRgb24, ModelRgb);
 }
 
 TEST(ConversionColour, EveryYuvBecomesTheRgb32OfTheModel)
 {
-    ExpectEveryYuv<4>(&ConversionKernels::yv12ToRgb32);
+    ExpectEveryYuv<4>(&ConversionKernels::yv12ToRgb32, ModelRgb);
+}
+
+TEST(ConversionColour, EveryYuvBecomesTheArgb8888OfTheModel)
+{
+    ExpectEveryYuv<4>(&ConversionKernels::yuv420ToArgb8888, ModelWrappedRgb);
 }
 
 TEST(ConversionColour, EveryRgb24BecomesTheYuvOfTheModel)

@@ -36,6 +36,10 @@ std::vector<InstructionSet> InstructionSets()
     {
         sets.push_back({"AVX2", &kAvx2Kernels});
     }
+    if (CpuHasAvx512())
+    {
+        sets.push_back({"AVX-512", &kAvx512Kernels});
+    }
     return sets;
 }
 
@@ -54,6 +58,7 @@ constexpr ToPacked kToPacked[] = {
     {"YV12 to UYVY", 2, 1, &ConversionKernels::yv12ToUyvy, ModelYv12ToUyvy},
     {"YV12 to RGB24", 3, 3, &ConversionKernels::yv12ToRgb24, ModelYv12ToRgb24},
     {"YV12 to RGB32", 4, 4, &ConversionKernels::yv12ToRgb32, ModelYv12ToRgb32},
+    {"YUV420 to ARGB8888", 4, 4, &ConversionKernels::yuv420ToArgb8888, ModelYuv420ToArgb8888},
 };
 
 struct ToPlanar

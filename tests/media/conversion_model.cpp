@@ -66,6 +66,41 @@ void Yv12ToRgb(unsigned char* packed, std::ptrdiff_t packedStride, const unsigne
     }
 }
 
+// Steps of 16 pixels, of the upper row and then of the lower one.
+void Yuv420ToArgb(unsigned char* packed, std::ptrdiff_t packedStride, const unsigned char* y,
+                  const unsigned char* u, const unsigned char* v, std::ptrdiff_t yStride,
+                  std::ptrdiff_t chromaStride, const Walk& walk)
+{
+    for (int row = 0; row < walk.height; row += 2)
+    {
+        const int steps = walk.width > 0 ? ((walk.width - 1) >> 4) + 1 : 0;
+        for (int i = 0; i < 32 * steps; ++i)
+        {
+            const int pixelRow = row + i % 32 / 16;
+            const int x = i / 32 * 16 + i % 16;
+            const std::ptrdiff_t chroma = row / 2 * chromaStride + x / 2;
+            const ModelColour colour =
+                ModelWrappedRgb(y[pixelRow * yStride + x], u[chroma], v[chroma]);
+            const unsigned value = static_cast<unsigned>(colour.r) << 16 |
+                                   static_cast<unsigned>(colour.g) << 8 |
+                                   static_cast<unsigned>(colour.b);
+            unsigned char* out =
+                packed + walk.PackedRow(pixelRow) * packedStride + std::ptrdiff_t{4} * x;
+            for (int byte = 0; byte < 4; ++byte)
+            {
+                out[byte] = static_cast<unsigned char>(value >> (8 * byte));
+            }
+        }
+    }
+}
+
+// The low 16 bits of a sum, signed.
+int Wrapped(int sum)
+{
+    const int low = sum & 0xFFFF;
+    return low < 0x8000 ? low : low - 0x10000;
+}
+
 // One store of 16 bytes: eight pixels of one row.
 void Store422(unsigned char* out, bool lumaFirst, const unsigned char* y, const unsigned char* u,
               const unsigned char* v)
@@ -145,6 +180,16 @@ ModelColour ModelRgb(int y, int u, int v)
             ClampedChannel(luma + 129 * (u - 128))};
 }
 
+ModelColour ModelWrappedRgb(int y, int u, int v)
+{
+    const int luma = Wrapped(74 * (y - 16));
+    const int r = Wrapped(luma + Wrapped(102 * (v - 128)));
+    const int g = Wrapped(Wrapped(luma - 25 * (u - 128)) - 52 * (v - 128));
+    const int b = Wrapped(luma + Wrapped(129 * (u - 128)));
+    return {Between(0, Floor(r / 64.0), 255), Between(0, Floor(g / 64.0), 255),
+            Between(0, Floor(b / 64.0), 255)};
+}
+
 int ModelLuma(int r, int g, int b)
 {
     return Floor((2105 * r + 4129 * g + 803 * b + 4096) / 8192.0) + 16;
@@ -188,6 +233,14 @@ void ModelYv12ToRgb32(unsigned char* packed, std::ptrdiff_t packedStride, const 
                       std::ptrdiff_t chromaStride, int width, int height, bool flip)
 {
     Yv12ToRgb<4>(packed, packedStride, y, u, v, yStride, chromaStride, Walk(width, height, flip));
+}
+
+void ModelYuv420ToArgb8888(unsigned char* packed, std::ptrdiff_t packedStride,
+                           const unsigned char* y, const unsigned char* u, const unsigned char* v,
+                           std::ptrdiff_t yStride, std::ptrdiff_t chromaStride, int width,
+                           int height, bool flip)
+{
+    Yuv420ToArgb(packed, packedStride, y, u, v, yStride, chromaStride, Walk(width, height, flip));
 }
 
 void ModelRgb24ToYv12(const unsigned char* packed, std::ptrdiff_t packedStride, unsigned char* y,

@@ -25,6 +25,9 @@ struct ModelYuv
 /// One pixel of YV12 as RGB.
 ModelColour ModelRgb(int y, int u, int v);
 
+/// One pixel of YUV 4:2:0 as the 32-bit conversion for displays makes it: sums wrap in 16 bits.
+ModelColour ModelWrappedRgb(int y, int u, int v);
+
 /// Luma of one pixel.
 int ModelLuma(int r, int g, int b);
 
@@ -46,6 +49,10 @@ void ModelYv12ToRgb24(unsigned char* packed, std::ptrdiff_t packedStride, const 
 void ModelYv12ToRgb32(unsigned char* packed, std::ptrdiff_t packedStride, const unsigned char* y,
                       const unsigned char* u, const unsigned char* v, std::ptrdiff_t yStride,
                       std::ptrdiff_t chromaStride, int width, int height, bool flip);
+void ModelYuv420ToArgb8888(unsigned char* packed, std::ptrdiff_t packedStride,
+                           const unsigned char* y, const unsigned char* u, const unsigned char* v,
+                           std::ptrdiff_t yStride, std::ptrdiff_t chromaStride, int width,
+                           int height, bool flip);
 void ModelRgb24ToYv12(const unsigned char* packed, std::ptrdiff_t packedStride, unsigned char* y,
                       unsigned char* u, unsigned char* v, std::ptrdiff_t yStride,
                       std::ptrdiff_t chromaStride, int width, int height, bool flip);

@@ -54,6 +54,15 @@ constexpr ToPacked kToPacked[] = {CSFunc::s_S_YV12_to_YUY2, CSFunc::s_S_YV12_to_
 constexpr ToPlanar kToPlanar[] = {CSFunc::s_S_RGB24_to_YV12, CSFunc::s_S_RGB32_to_YV12,
                                   CSFunc::s_S_YUY2_to_YV12};
 
+// With the arguments in the order of the others.
+void ToArgb8888(unsigned char* packed, const unsigned char* y, const unsigned char* u,
+                const unsigned char* v, int width, int height)
+{
+    Bytes planes[] = {Bytes(y, y + 4096), Bytes(u, u + 4096), Bytes(v, v + 4096)};
+    CSFunc::s_S_YUV420_To_ARGB8888_SSE2(planes[0].data(), planes[1].data(), planes[2].data(), width,
+                                        height, packed);
+}
+
 Bytes PackedBy(ToPacked convert, const Yv12& picture, int width, int height)
 {
     Bytes packed(4096, kUntouched);
@@ -101,8 +110,56 @@ TEST(ConversionMember, Yv12ToRgb32WritesBlueGreenRedZero)
               Repeated({255, 226, 255, 0}, 32 * 4));
 }
 
+TEST(ConversionMember, Yuv420ToArgb8888WritesBlueGreenRedZero)
+{
+    EXPECT_EQ(PackedBy(ToArgb8888, Yv12(82, 90, 240), 32, 4), Repeated({0, 0, 254, 0}, 32 * 4));
+    EXPECT_EQ(PackedBy(ToArgb8888, Yv12(16, 128, 128), 32, 4), Repeated({0, 0, 0, 0}, 32 * 4));
+    EXPECT_EQ(PackedBy(ToArgb8888, Yv12(235, 128, 128), 32, 4),
+              Repeated({253, 253, 253, 0}, 32 * 4));
+}
+
+TEST(ConversionMember, BlueOfArgb8888WrapsWhereThatOfRgb32Saturates)
+{
+    EXPECT_EQ(PackedBy(ToArgb8888, Yv12(255, 255, 128), 32, 4), Repeated({0, 226, 255, 0}, 32 * 4));
+    EXPECT_EQ(PackedBy(CSFunc::s_S_YV12_to_RGB32, Yv12(255, 255, 128), 32, 4),
+              Repeated({255, 226, 255, 0}, 32 * 4));
+}
+
+TEST(ConversionMember, YuvPlanesAreNotWrittenTo)
+{
+    Yv12 picture(100, 110, 120);
+    const Yv12 before = picture;
+    Bytes packed(4096, kUntouched);
+    CSFunc::s_S_YUV420_To_ARGB8888_SSE2(picture.y.data(), picture.u.data(), picture.v.data(), 32, 4,
+                                        packed.data());
+    EXPECT_EQ(picture.y, before.y);
+    EXPECT_EQ(picture.u, before.u);
+    EXPECT_EQ(picture.v, before.v);
+}
+
+// Aligned or not, the result is the same.
+TEST(ConversionMember, Argb8888NeedsNoAlignment)
+{
+    const Bytes expected = Repeated({0, 0, 254, 0}, 48 * 2);
+    for (std::size_t shift = 0; shift < 16; ++shift)
+    {
+        Yv12 picture(82, 90, 240);
+        Bytes packed(4096, kUntouched);
+        CSFunc::s_S_YUV420_To_ARGB8888_SSE2(picture.y.data() + shift, picture.u.data() + shift,
+                                            picture.v.data() + shift, 48, 2, packed.data() + shift);
+        const auto start = packed.begin() + static_cast<std::ptrdiff_t>(shift);
+        const auto end = start + static_cast<std::ptrdiff_t>(expected.size());
+        EXPECT_EQ(Bytes(start, end), expected) << shift;
+        EXPECT_EQ(std::count(packed.begin(), start, kUntouched),
+                  static_cast<std::ptrdiff_t>(shift));
+        EXPECT_EQ(std::count(end, packed.end(), kUntouched), packed.end() - end);
+    }
+}
+
 TEST(ConversionMember, AWidthOf20Processes32PixelsPerRow)
 {
+    // The last row starts at 80 and holds 128 bytes.
+    EXPECT_EQ(PackedBy(ToArgb8888, Yv12(16, 128, 128), 20, 2), Bytes(80 + 128, 0));
     // The last row starts at 60 and holds 96 bytes.
     EXPECT_EQ(PackedBy(CSFunc::s_S_YV12_to_RGB24, Yv12(235, 128, 128), 20, 2), Bytes(156, 253));
     // The last row starts at 20 and holds 64 bytes.
@@ -113,6 +170,7 @@ TEST(ConversionMember, AHeightOf5Processes6Rows)
 {
     EXPECT_EQ(PackedBy(CSFunc::s_S_YV12_to_RGB24, Yv12(235, 128, 128), 16, 5),
               Bytes(3 * 16 * 6, 253));
+    EXPECT_EQ(PackedBy(ToArgb8888, Yv12(16, 128, 128), 16, 5), Bytes(4 * 16 * 6, 0));
 }
 
 TEST(ConversionMember, RowsAndChromaRowsAreTakenAtTheirStrides)
@@ -226,6 +284,8 @@ TEST(ConversionMember, NoSizeBelowOneTouchesAnything)
             convert(nullptr, nullptr, nullptr, nullptr, size, 2);
             convert(nullptr, nullptr, nullptr, nullptr, 16, size);
         }
+        CSFunc::s_S_YUV420_To_ARGB8888_SSE2(nullptr, nullptr, nullptr, size, 2, nullptr);
+        CSFunc::s_S_YUV420_To_ARGB8888_SSE2(nullptr, nullptr, nullptr, 16, size, nullptr);
         for (const ToPlanar convert : kToPlanar)
         {
             convert(nullptr, nullptr, nullptr, nullptr, size, 2);
@@ -337,6 +397,24 @@ TEST(ConversionMember, Yv12ToRgb32EqualsTheModelForEverySize)
     ExpectPacked(CSFunc::s_S_YV12_to_RGB32, ModelYv12ToRgb32, 4);
 }
 
+TEST(ConversionMember, Yuv420ToArgb8888EqualsTheModelForEverySize)
+{
+    for (const Size& size : Sizes())
+    {
+        const std::size_t area = AreaWithRoom(size);
+        Bytes planes = RandomBytes(size, 3 * area);
+        unsigned char* y = planes.data();
+        unsigned char* u = y + area;
+        unsigned char* v = u + area;
+        Bytes expected(4 * area, kUntouched);
+        Bytes actual = expected;
+        ModelYuv420ToArgb8888(expected.data(), std::ptrdiff_t{4} * size.width, y, u, v, size.width,
+                              size.width / 2, size.width, size.height, false);
+        CSFunc::s_S_YUV420_To_ARGB8888_SSE2(y, u, v, size.width, size.height, actual.data());
+        ASSERT_TRUE(actual == expected) << size.width << "x" << size.height;
+    }
+}
+
 TEST(ConversionMember, Rgb24ToYv12EqualsTheModelForEverySize)
 {
     ExpectPlanar(CSFunc::s_S_RGB24_to_YV12, ModelRgb24ToYv12, 3);
@@ -394,6 +472,14 @@ TEST(ConversionMember, EveryConversionWaitsForTheLock)
                 convert(packed.data(), picture.y.data(), picture.u.data(), picture.v.data(), 16, 2);
             });
     }
+    Yv12 planes(16, 128, 128);
+    Bytes argb(4096);
+    ExpectWaitsForTheLock(
+        [&]
+        {
+            CSFunc::s_S_YUV420_To_ARGB8888_SSE2(planes.y.data(), planes.u.data(), planes.v.data(),
+                                                16, 2, argb.data());
+        });
     for (const ToPlanar convert : kToPlanar)
     {
         Yv12 picture(16, 128, 128);
@@ -413,6 +499,8 @@ TEST(ConversionMember, TheLockIsFreeAfterAConversion)
         PackedBy(convert, picture, 16, 2);
         PackedBy(convert, picture, 0, 0);
     }
+    PackedBy(ToArgb8888, picture, 16, 2);
+    PackedBy(ToArgb8888, picture, 0, 0);
     for (const ToPlanar convert : kToPlanar)
     {
         PlanarBy(convert, Bytes(4096), 16, 2);
