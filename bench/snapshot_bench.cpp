@@ -45,8 +45,14 @@ private:
     CMemManage m_body;
 };
 
-// As a client that cares for speed would use WinHTTP: one session and one connection handle, so
-// that connections are reused, credentials sent at once, the body read into a block that is kept.
+enum class Connections
+{
+    kOneEach,
+    kOneKept
+};
+
+// As a client that cares for speed would use WinHTTP: one session and one connection handle,
+// credentials sent at once, the body read into a block that is kept.
 class PlatformClient
 {
 public:

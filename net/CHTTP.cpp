@@ -5,6 +5,7 @@
 #include "net/host_address.h"
 #include "net/http_exchange.h"
 #include "net/http_text.h"
+#include "net/read_ahead.h"
 #include "net/response_head.h"
 #include "net/socket_transport.h"
 
@@ -127,7 +128,8 @@ int CHTTP::m_F_n_HTTPGetDataDirect(const char* pszHost, const char* pszUser,
         return kBadArguments;
     }
     SOCKET socket = INVALID_SOCKET;
-    net::SocketTransport transport(socket);
+    net::SocketTransport connection(socket);
+    net::ReadAhead transport(connection);
     return net::GetDirectly(
                {{pszHost, OrEmpty(pszUser), OrEmpty(pszPassword), nPort}, pszUrl, nTimeOut},
                transport, *pData)
@@ -166,7 +168,8 @@ unsigned int CHTTP::m_F_n_HTTP_Thread(void* pParam)
     {
         return static_cast<unsigned int>(kBadArguments);
     }
-    net::SocketTransport transport(self->m_socket);
+    net::SocketTransport connection(self->m_socket);
+    net::ReadAhead transport(connection);
     const net::GetOutcome outcome =
         net::GetOnWorker({{self->m_szHost, self->m_szUser, self->m_szPassword, self->m_nPort},
                           self->m_szUrl,

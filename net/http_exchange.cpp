@@ -20,7 +20,7 @@ constexpr unsigned kSpareBytes = 5;
 
 // One exchange. Nothing in it is allocated but the body: a worker may be terminated at any point,
 // and must leave nothing behind.
-class GetExchange
+class GetExchange : private Permit
 {
 public:
     GetExchange(const GetRequest& request, const GetPolicy& policy, Transport& transport,
@@ -30,8 +30,8 @@ public:
           vm_transport(transport),
           vm_body(body),
           vm_pWork(work),
-          vm_receiver(transport, {request.timeOut, WhenReceiveBlocks::Wait, kPauseLimit,
-                                  kRetryLimit, vm_noPermit})
+          vm_receiver(transport,
+                      {request.timeOut, WhenReceiveBlocks::Wait, kPauseLimit, kRetryLimit, *this})
     {
     }
 
@@ -43,6 +43,14 @@ public:
     }
 
 private:
+    // A block may be received on until it holds the whole answer: so an answer that is shorter than
+    // a block does not cost the second that its end would otherwise be waited for.
+    bool Holds() const override
+    {
+        return vm_isBodyBegun ||
+               !IsWholeAnswer(vm_pWork, static_cast<std::size_t>(vm_receiver.Held()));
+    }
+
     GetOutcome RunUnclosed()
     {
         const Server& server = vm_request.server;
@@ -113,6 +121,7 @@ private:
     // Receives what is missing, one work buffer after another. Returns the bytes stored.
     int ReceiveBody(int stored, int length)
     {
+        vm_isBodyBegun = true;
         while (stored < length && !vm_receiver.IsExhausted())
         {
             const int received = ReceiveBlock(std::min(length - stored, vm_policy.workSize));
@@ -147,6 +156,7 @@ private:
     char* vm_pWork;
     const NoPermitNeeded vm_noPermit;
     Receiver vm_receiver;
+    bool vm_isBodyBegun = false;
 };
 
 }  // namespace

@@ -50,13 +50,13 @@ void SendBytes(Transport& transport, const char* bytes, std::uint32_t count, con
 
 int Receiver::Receive(char* bytes, int capacity)
 {
-    int held = 0;
+    vm_nHeld = 0;
     bool isReadable = vm_rules.permit.Holds() && vm_transport.WaitReadable(vm_rules.arrival);
     while (isReadable && !IsExhausted() && vm_rules.permit.Holds())
     {
-        const TransferResult result = held < capacity
-                                          ? vm_transport.Receive(bytes + held, capacity - held)
-                                          : TransferResult{0, false};
+        const TransferResult result =
+            vm_nHeld < capacity ? vm_transport.Receive(bytes + vm_nHeld, capacity - vm_nHeld)
+                                : TransferResult{0, false};
         if (result.wouldBlock)
         {
             isReadable = AwaitMore();
@@ -67,9 +67,9 @@ int Receiver::Receive(char* bytes, int capacity)
         {
             break;
         }
-        held += result.count;
+        vm_nHeld += result.count;
     }
-    return held;
+    return vm_nHeld;
 }
 
 bool Receiver::AwaitMore()

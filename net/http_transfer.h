@@ -119,6 +119,9 @@ public:
     /// @return the bytes received.
     int Receive(char* bytes, int capacity);
 
+    /// The bytes of the current block received so far.
+    int Held() const { return vm_nHeld; }
+
     /// Whether too many receives in a row found nothing. The count runs on from one block into the
     /// next.
     bool IsExhausted() const { return vm_nRetries >= vm_rules.retryLimit; }
@@ -128,6 +131,7 @@ private:
 
     Transport& vm_transport;
     const ReceiveRules vm_rules;
+    int vm_nHeld = 0;
     int vm_nRetries = 0;
 };
 

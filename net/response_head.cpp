@@ -66,6 +66,21 @@ std::size_t BodyStart(std::string_view text)
     return start != std::string_view::npos ? start : After(text, "\n\n");
 }
 
+bool IsWholeAnswer(const char* received, std::size_t count)
+{
+    const std::string_view text = ResponseText(received, count);
+    // What later text could come before or replace is no proof: an empty line of line feeds, and a
+    // length in the second spelling, in the body or not yet ended.
+    const std::size_t start = After(text, "\r\n\r\n");
+    if (start == std::string_view::npos)
+    {
+        return false;
+    }
+    const std::string_view head = text.substr(0, start);
+    return SaysOk(head) && Contains(head, "Content-Length: ") &&
+           count - start >= static_cast<std::size_t>(AnnouncedLength(head));
+}
+
 int LeadingNumber(std::string_view text)
 {
     text.remove_prefix(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));

@@ -31,6 +31,10 @@ int AnnouncedLength(std::string_view text);
 /// is neither.
 std::size_t BodyStart(std::string_view text);
 
+/// Whether @p count received bytes hold a whole 200 answer: whatever came after them could not
+/// change what it comes to.
+bool IsWholeAnswer(const char* received, std::size_t count);
+
 /// The decimal number at the start of the text as `atol` reads it where `long` has 32 bits: white
 /// space and a sign may stand before it, what follows is ignored, no digits are 0, and what does
 /// not fit is the nearest number that does.
