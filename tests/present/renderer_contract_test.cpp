@@ -94,7 +94,6 @@ struct Platform
     std::vector<Stretch> stretches;
     bool stretchFails = false;
     int openContexts = 0;
-    std::vector<HWND> contextWindows;
 };
 
 Platform g_platform;
@@ -144,7 +143,6 @@ int WINAPI RecordStretch(HDC dc, int x, int y, int width, int height, int source
 HDC WINAPI RecordGetDC(HWND window)
 {
     ++g_platform.openContexts;
-    g_platform.contextWindows.push_back(window);
     return GetDC(window);
 }
 
