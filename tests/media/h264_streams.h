@@ -2,6 +2,7 @@
 /// Hand-made H.264 sequence parameter sets (ITU-T H.264 7.3.2.1.1) and their units.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <vector>
@@ -87,8 +88,10 @@ inline BitWriter SpsBits(const Sps& sps)
 /// A start code, the unit's header and the payload as it is.
 inline Bytes UnitOf(const Bytes& payload, unsigned char header = 0x67)
 {
-    Bytes unit = {0, 0, 0, 1, header};
-    unit.insert(unit.end(), payload.begin(), payload.end());
+    Bytes unit(payload.size() + 5);
+    unit[3] = 1;
+    unit[4] = header;
+    std::copy(payload.begin(), payload.end(), unit.begin() + 5);
     return unit;
 }
 
