@@ -18,6 +18,8 @@ constexpr std::uint32_t kRectangular = 0;
 // 79 in the standard: deliberate.
 constexpr int kVbvParameterBits = 63;
 constexpr int kDimensionBits = 13;
+// Width and height, each behind a marker bit.
+constexpr int kBothDimensionsBits = 2 * (1 + kDimensionBits);
 
 int BitLength(std::uint32_t value)
 {
@@ -70,7 +72,7 @@ void SkipTiming(BitReader& bits)
 
 std::optional<PictureSize> ReadDimensions(BitReader& bits)
 {
-    if (bits.BitsLeft() < 2 * (1 + kDimensionBits))
+    if (bits.BitsLeft() < kBothDimensionsBits)
     {
         return std::nullopt;
     }
