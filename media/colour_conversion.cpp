@@ -20,6 +20,34 @@ std::ptrdiff_t RoundedUpTo16(int width)
 
 // ---- Planar to packed ---------------------------------------------------------------------------
 
+// A picture of which not all fits into the cache is stored past it: else every line of the packed
+// picture would be read before it is written. (Towards the planes it saves nothing: they are the
+// smaller part.)
+bool AreLargerThanCache(std::ptrdiff_t pairs, std::ptrdiff_t bytesPerPair)
+{
+    // No thread has more of a shared cache to itself, whatever its size.
+    constexpr std::size_t kMost = std::size_t{64} << 20;
+    static const auto most = static_cast<std::ptrdiff_t>(std::min(LastLevelCacheSize(), kMost));
+    return pairs > most / bytesPerPair;
+}
+
+// As the row function, but stored past the cache. The rows must not overlap.
+template <PackPair kRows, int kBytesPerPixel>
+void StreamPair(unsigned char* upper, unsigned char* lower, const PlanarSource& source,
+                std::ptrdiff_t pixels)
+{
+    constexpr std::ptrdiff_t kPart = 1024;
+    alignas(64) unsigned char parts[2][kBytesPerPixel * kPart];
+    for (std::ptrdiff_t x = 0; x < pixels; x += kPart)
+    {
+        const std::ptrdiff_t count = std::min(kPart, pixels - x);
+        kRows(parts[0], parts[1],
+              {source.upper + x, source.lower + x, source.u + x / 2, source.v + x / 2}, count);
+        sse2::StreamCopy(upper + kBytesPerPixel * x, parts[0], kBytesPerPixel * count);
+        sse2::StreamCopy(lower + kBytesPerPixel * x, parts[1], kBytesPerPixel * count);
+    }
+}
+
 // Within a step, the two rows of a pair must be apart: else only the reference stores in the right
 // order.
 template <PackPair kRows, PackPair kReference, std::ptrdiff_t kStep, int kBytesPerPixel>
@@ -38,9 +66,12 @@ void PackFrame(unsigned char* packed, std::ptrdiff_t packedStride, const unsigne
     }
     const std::ptrdiff_t pixels = RoundedUpTo16(width);
     PackPair rows = kReference;
-    if (std::abs(packedStride) >= kBytesPerPixel * std::min(kStep, pixels))
+    bool streams = false;
+    if (kRows != kReference && std::abs(packedStride) >= kBytesPerPixel * std::min(kStep, pixels))
     {
-        rows = kRows;
+        streams = std::abs(packedStride) >= kBytesPerPixel * pixels &&
+                  AreLargerThanCache(height / 2, (2 * kBytesPerPixel + 3) * pixels);
+        rows = streams ? StreamPair<kRows, kBytesPerPixel> : kRows;
     }
     for (int remaining = height; remaining > 0; remaining -= 2)
     {
@@ -49,6 +80,10 @@ void PackFrame(unsigned char* packed, std::ptrdiff_t packedStride, const unsigne
         y += 2 * yStride;
         u += chromaStride;
         v += chromaStride;
+    }
+    if (streams)
+    {
+        sse2::FinishStreams();
     }
 }
 

@@ -74,6 +74,10 @@ namespace sse2
 /// The most pixels of a row that a function converts before it goes on to the next.
 constexpr std::ptrdiff_t kStep = 16;
 
+/// Copies past the caches. FinishStreams() must follow before another thread is told.
+void StreamCopy(unsigned char* to, const unsigned char* from, std::ptrdiff_t count);
+void FinishStreams();
+
 void PackRgb24(unsigned char* upper, unsigned char* lower, const PlanarSource& source,
                std::ptrdiff_t pixels);
 void PackRgb32(unsigned char* upper, unsigned char* lower, const PlanarSource& source,

@@ -231,6 +231,10 @@ std::ptrdiff_t PackWholeSteps(unsigned char* upper, unsigned char* lower,
     std::ptrdiff_t x = 0;
     for (; x + kStep <= pixels; x += kStep)
     {
+        Prefetch<1>(source.upper + x);
+        Prefetch<1>(source.lower + x);
+        Prefetch<1>(source.u + x / 2);
+        Prefetch<1>(source.v + x / 2);
         const ChromaTerms chroma = ChromaTermsOf(source.u + x / 2, source.v + x / 2);
         Format::StorePixels(upper + Format::kBytesPerPixel * x,
                             ChannelsOf<Sums>(Load(source.upper + x), chroma));

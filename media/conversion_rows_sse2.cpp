@@ -1,6 +1,10 @@
 // The row functions for SSE2: 16 pixels of both rows at once.
 #include <emmintrin.h>
 
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+
 #include "media/conversion_rows.h"
 
 namespace ostrel::media::sse2
@@ -302,6 +306,32 @@ __m128i OddBytes(__m128i a, __m128i b)
 }
 
 }  // namespace
+
+// Only whole lines of the cache: a part of one would be read first.
+void StreamCopy(unsigned char* to, const unsigned char* from, std::ptrdiff_t count)
+{
+    constexpr std::ptrdiff_t kLine = 64;
+    const auto past = static_cast<std::ptrdiff_t>(reinterpret_cast<std::uintptr_t>(to) % kLine);
+    const std::ptrdiff_t first = std::min((kLine - past) % kLine, count);
+    std::memcpy(to, from, static_cast<std::size_t>(first));
+    std::ptrdiff_t i = first;
+    for (; i + kLine <= count; i += kLine)
+    {
+        const __m128i parts[] = {Load(from + i), Load(from + i + 16), Load(from + i + 32),
+                                 Load(from + i + 48)};
+        auto* line = reinterpret_cast<__m128i*>(to + i);
+        _mm_stream_si128(line, parts[0]);
+        _mm_stream_si128(line + 1, parts[1]);
+        _mm_stream_si128(line + 2, parts[2]);
+        _mm_stream_si128(line + 3, parts[3]);
+    }
+    std::memcpy(to + i, from + i, static_cast<std::size_t>(count - i));
+}
+
+void FinishStreams()
+{
+    _mm_sfence();
+}
 
 void PackRgb24(unsigned char* upper, unsigned char* lower, const PlanarSource& source,
                std::ptrdiff_t pixels)

@@ -18,23 +18,15 @@ struct Features
 
 Features ReadFeatures()
 {
-    constexpr int kOsSavesRegisters = 1 << 27;  // leaf 1, ECX: OSXSAVE
-    constexpr int kAvx = 1 << 28;               // leaf 1, ECX
-    constexpr int kNeeded = kOsSavesRegisters | kAvx;
-
-    int leaf[4];
-    __cpuid(leaf, 0);
-    if (leaf[0] < 7)
+    constexpr unsigned kOsSavesRegisters = 1U << 27;  // leaf 1, ECX: OSXSAVE
+    constexpr unsigned kAvx = 1U << 28;               // leaf 1, ECX
+    constexpr unsigned kNeeded = kOsSavesRegisters | kAvx;
+    if ((ReadCpuid(1, 0).ecx & kNeeded) != kNeeded)
     {
         return {};
     }
-    __cpuid(leaf, 1);
-    if ((leaf[2] & kNeeded) != kNeeded)
-    {
-        return {};
-    }
-    __cpuidex(leaf, 7, 0);
-    return {static_cast<unsigned>(leaf[1]), static_cast<unsigned>(leaf[2]), _xgetbv(0)};
+    const CpuidRegisters leaf = ReadCpuid(7, 0);
+    return {leaf.ebx, leaf.ecx, _xgetbv(0)};
 }
 
 bool HasAll(unsigned long long bits, unsigned long long needed)
@@ -60,6 +52,19 @@ bool CpuHasAvx512()
     const Features features = ReadFeatures();
     return HasAll(features.ebx, kFoundationBwVl) && HasAll(features.ecx, kVbmiVnni) &&
            HasAll(features.saved, kVectorState);
+}
+
+CpuidRegisters ReadCpuid(unsigned leaf, unsigned subleaf)
+{
+    int registers[4];
+    __cpuid(registers, static_cast<int>(leaf & 0x80000000));
+    if (static_cast<unsigned>(registers[0]) < leaf)
+    {
+        return {};
+    }
+    __cpuidex(registers, static_cast<int>(leaf), static_cast<int>(subleaf));
+    return {static_cast<unsigned>(registers[0]), static_cast<unsigned>(registers[1]),
+            static_cast<unsigned>(registers[2]), static_cast<unsigned>(registers[3])};
 }
 
 }  // namespace ostrel::media

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -160,6 +161,10 @@ private:
 
 std::string DifferenceBetween(const Bytes& expected, const Bytes& actual)
 {
+    if (expected == actual)
+    {
+        return {};
+    }
     for (std::size_t i = 0; i < expected.size(); ++i)
     {
         if (expected[i] != actual[i])
@@ -168,7 +173,7 @@ std::string DifferenceBetween(const Bytes& expected, const Bytes& actual)
                    std::to_string(expected[i]);
         }
     }
-    return {};
+    return "sizes differ";
 }
 
 void ExpectPacked(const ToPacked& conversion, const Case& picture, std::ptrdiff_t packedStride,
@@ -334,6 +339,29 @@ TEST(ConversionFrame, PlanesOfOneBufferThatRunIntoEachOtherEqualTheModel)
             }
         }
     }
+}
+
+// Such a picture may be stored in another way, which must neither show in it nor around it.
+TEST(ConversionFrame, PackedPicturesLargerThanTheCacheEqualTheModel)
+{
+    const auto cache = static_cast<int>(std::min(LastLevelCacheSize(), std::size_t{64} << 20));
+    for (const ToPacked& conversion : kToPacked)
+    {
+        constexpr int kWidth = 2064;
+        const int height = cache / (conversion.bytesPerPixel + 1) / kWidth / 2 * 2 + 4;
+        const bool flip = conversion.bytesPerPixel == 4;
+        ExpectPacked(conversion, {kWidth, height, flip},
+                     std::ptrdiff_t{conversion.bytesPerPixel} * kWidth + 3, kWidth, kWidth / 2,
+                     Filling::Random);
+    }
+}
+
+TEST(ConversionFrame, OverlappingRowsOfAPictureLargerThanTheCacheEqualTheModel)
+{
+    const auto cache = static_cast<int>(std::min(LastLevelCacheSize(), std::size_t{64} << 20));
+    constexpr int kWidth = 1001;
+    ExpectPacked(kToPacked[2], {kWidth, cache / 4 / kWidth + 2, false}, std::ptrdiff_t{3} * kWidth,
+                 kWidth, kWidth / 2, Filling::Random);
 }
 
 TEST(ConversionFrame, NoSizeBelowOneTouchesAnything)
