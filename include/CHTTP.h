@@ -67,8 +67,8 @@ public:
 
     /// Fetches a resource on the calling thread.
     /// @param pszHost host name or dotted IPv4 address.
-    /// @param pszUser, pszPassword credentials; null counts as empty. Credentials whose Base64 text
-    /// exceeds 255 characters are sent as empty ones.
+    /// @param pszUser, pszPassword credentials; null counts as empty. Of credentials whose Base64
+    /// text exceeds 255 characters nothing is sent (an authorisation without text).
     /// @param nPort TCP port.
     /// @param pszUrl path without its leading slash.
     /// @param pData receives the body: the block is made 5 bytes longer than the announced length

@@ -12,7 +12,7 @@ namespace ostrel::net
 namespace
 {
 
-constexpr int kPauseLimit = 1000;
+constexpr WaitLimit kPauseLimit = WaitLimit::Seconds(1);
 constexpr int kRetryLimit = 10;
 
 // The spare bytes behind a body are zero, so that it reads as terminated text.

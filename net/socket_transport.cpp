@@ -26,7 +26,8 @@ WaitResult WaitFor(Direction direction, SOCKET socket, WaitLimit limit)
     fd_set set;
     FD_ZERO(&set);
     FD_SET(socket, &set);
-    const TimeValue value = ToTimeValue(limit.Milliseconds());
+    const TimeValue value = limit.IsInSeconds() ? TimeValue{limit.Milliseconds() / 1000, 0}
+                                                : ToTimeValue(limit.Milliseconds());
     timeval time = {value.seconds, value.microseconds};
     fd_set* const readSet = direction == Direction::Read ? &set : nullptr;
     fd_set* const writeSet = direction == Direction::Write ? &set : nullptr;

@@ -8,6 +8,10 @@ namespace ostrel::net
 namespace
 {
 
+// A thread whose connection is gone ends by itself in a moment; terminated at once, it might take a
+// lock of the heap or the loader with it.
+constexpr DWORD kLastChance = 500;
+
 // A terminated thread may still run for a moment, and its owner frees what it works on next.
 constexpr DWORD kTerminationWait = 1000;
 
@@ -26,8 +30,12 @@ void ForceEndThread(HANDLE& hThread, int timeOut, SOCKET* pSocket, OnTermination
         // Only now, on purpose: a thread that was told to stop may end its exchange in order.
         CSFunc::s_S_ForceCloseSocket(*pSocket);
     }
-    if (isStillRunning && hThread != nullptr)
+    if (isStillRunning)
     {
+        if (pSocket != nullptr)
+        {
+            WaitForSingleObject(hThread, kLastChance);
+        }
         TerminateThread(hThread, 0);
         WaitForSingleObject(hThread, kTerminationWait);
     }

@@ -36,12 +36,22 @@ public:
         return limit;
     }
 
+    /// The platform is told it in seconds, not in their thousandths.
+    static constexpr WaitLimit Seconds(int seconds)
+    {
+        WaitLimit limit(seconds * 1000);
+        limit.vm_bInSeconds = true;
+        return limit;
+    }
+
     constexpr bool IsForEver() const { return vm_bForEver; }
+    constexpr bool IsInSeconds() const { return vm_bInSeconds; }
     constexpr int Milliseconds() const { return vm_nMilliseconds; }
 
 private:
     int vm_nMilliseconds;
     bool vm_bForEver = false;
+    bool vm_bInSeconds = false;
 };
 
 /// One TCP connection whose sends and receives never block. Times are milliseconds.
