@@ -30,7 +30,7 @@ void ForceEndThread(HANDLE& hThread, int timeOut, SOCKET* pSocket, OnTermination
         // Only now, on purpose: a thread that was told to stop may end its exchange in order.
         CSFunc::s_S_ForceCloseSocket(*pSocket);
     }
-    if (isStillRunning)
+    if (isStillRunning && hThread != nullptr)
     {
         if (pSocket != nullptr)
         {
