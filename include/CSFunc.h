@@ -172,4 +172,31 @@ public:
 
     /// The lock that every conversion holds while it runs.
     static CCriticalSection vs_csYuvToRgb;
+
+    // ---- Image files -----------------------------------------------------------------------
+
+    /// Writes one picture to an image file of 24 bits per pixel: BMP, PNG or JPEG, encoded by the
+    /// platform with its default quality. Nothing is reported: whether there is a file says whether
+    /// it succeeded. A planar picture is converted under #vs_csYuvToRgb.
+    ///
+    /// The format is found by searching the whole path, folders included, for a text, capitals or
+    /// not, on purpose: ".bmp" anywhere but at the start means BMP, otherwise ".png" anywhere but
+    /// at the start means PNG, otherwise it is JPEG, whatever the extension. So `shots.bmp/a.jpg`
+    /// is a BMP.
+    /// @param path the file's name; a file that exists is replaced.
+    /// @param header the picture. `biWidth` is positive. `biHeight` is positive when the first row
+    /// in memory is the bottom one, negative when it is the top one. `biCompression` is `BI_RGB`
+    /// for packed pixels of `biBitCount` bits, or the FourCC 'YV12' for a planar picture. The other
+    /// fields go to the platform as they are. A width or height without a picture of at most 2 GB
+    /// writes nothing.
+    /// @param pixels the picture; nothing outside of it is read. Packed (B, G, R and, with 32 bits,
+    /// a byte that is ignored): rows padded to a multiple of 4 bytes; there is no colour table,
+    /// pixels of 8 or fewer bits are all black. Planar: width x height bytes of Y, then V, then U,
+    /// of (width x height)/4 bytes each. What cannot be drawn (null, another compression) is
+    /// saved as a black picture.
+    ///
+    /// A planar picture is taken top row first but is not flipped, on purpose: with a positive
+    /// `biHeight` it is stored upside down; state a negative one to have it upright. Its width
+    /// should be a multiple of 4, otherwise it comes out skewed.
+    static void s_S_SaveImg(CString path, BITMAPINFOHEADER header, unsigned char* pixels);
 };
