@@ -91,7 +91,7 @@ void Register(const std::string& conversion, const Size& size, const std::string
 
 // ---- The conversions, each by all who offer it --------------------------------------------------
 
-// Both peers are given the same constants' nearest kin: BT.601, studio range.
+// What comes nearest among the peers: BT.601, studio range, the same order of bytes.
 using LibyuvToPacked = int (*)(const std::uint8_t*, int, const std::uint8_t*, int,
                                const std::uint8_t*, int, std::uint8_t*, int, int, int);
 using LibyuvToPlanar = int (*)(const std::uint8_t*, int, std::uint8_t*, int, std::uint8_t*, int,

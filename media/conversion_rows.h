@@ -72,7 +72,7 @@ void InterleaveUyvy(unsigned char* packed, const unsigned char* y, const unsigne
 namespace sse2
 {
 /// The most pixels of a row that a function converts before it goes on to the next.
-constexpr std::ptrdiff_t kStep = 16;
+constexpr std::ptrdiff_t kStep = 32;
 
 /// Copies past the caches. FinishStreams() must follow before another thread is told.
 void StreamCopy(unsigned char* to, const unsigned char* from, std::ptrdiff_t count);

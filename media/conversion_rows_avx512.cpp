@@ -33,9 +33,9 @@ void StoreHalf(unsigned char* bytes, __m256i value)
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(bytes), value);
 }
 
-// Fetches what is converted some steps later. (The processor does so by itself within a page of
-// memory; a row is several.)
-constexpr std::ptrdiff_t kAhead = 768;
+// Fetches what is converted or written some steps later. (The processor does so by itself within a
+// page of memory; a row is several.)
+constexpr std::ptrdiff_t kAhead = 1536;
 
 template <int kRegisters>
 void Prefetch(const unsigned char* bytes)
@@ -565,6 +565,10 @@ void UnpackYuy2(const unsigned char* upper, const unsigned char* lower, const Pl
     {
         Prefetch<2>(upper + 2 * x);
         Prefetch<2>(lower + 2 * x);
+        Prefetch<1>(target.upper + x);
+        Prefetch<1>(target.lower + x);
+        Prefetch<1>(target.u + x / 2);
+        Prefetch<1>(target.v + x / 2);
         const __m512i topLeft = Load(upper + 2 * x);
         const __m512i topRight = Load(upper + 2 * x + 64);
         const __m512i bottomLeft = Load(lower + 2 * x);

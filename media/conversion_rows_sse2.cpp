@@ -1,4 +1,4 @@
-// The row functions for SSE2: 16 pixels of both rows at once.
+// The row functions for SSE2: 16 pixels of both rows at once, or 32 where there is little to do.
 #include <emmintrin.h>
 
 #include <algorithm>
@@ -30,6 +30,14 @@ void Store(unsigned char* bytes, __m128i value)
 void StoreHalf(unsigned char* bytes, __m128i value)
 {
     _mm_storel_epi64(reinterpret_cast<__m128i*>(bytes), value);
+}
+
+// Fetches what is converted or written some steps later. (The processor does so by itself within a
+// page of memory; a row is several.)
+void Prefetch(const unsigned char* bytes)
+{
+    constexpr std::ptrdiff_t kAhead = 1536;
+    _mm_prefetch(reinterpret_cast<const char*>(bytes + kAhead), _MM_HINT_T0);
 }
 
 // 16-bit lanes that repeat a pair.
@@ -305,6 +313,19 @@ __m128i OddBytes(__m128i a, __m128i b)
     return _mm_packus_epi16(_mm_srli_epi16(a, 8), _mm_srli_epi16(b, 8));
 }
 
+// The luma of 16 pixels of both rows; returns their chroma, U and V in turn.
+__m128i UnpackLuma(const unsigned char* upper, const unsigned char* lower,
+                   const PlanarTarget& target, std::ptrdiff_t x)
+{
+    const __m128i topLeft = Load(upper + 2 * x);
+    const __m128i topRight = Load(upper + 2 * x + 16);
+    const __m128i bottomLeft = Load(lower + 2 * x);
+    const __m128i bottomRight = Load(lower + 2 * x + 16);
+    Store(target.upper + x, EvenBytes(topLeft, topRight));
+    Store(target.lower + x, EvenBytes(bottomLeft, bottomRight));
+    return OddBytes(_mm_avg_epu8(topLeft, bottomLeft), _mm_avg_epu8(topRight, bottomRight));
+}
+
 }  // namespace
 
 // Only whole lines of the cache: a part of one would be read first.
@@ -336,7 +357,7 @@ void FinishStreams()
 void PackRgb24(unsigned char* upper, unsigned char* lower, const PlanarSource& source,
                std::ptrdiff_t pixels)
 {
-    for (std::ptrdiff_t x = 0; x < pixels; x += kStep)
+    for (std::ptrdiff_t x = 0; x < pixels; x += 16)
     {
         const ChromaTerms chroma = ChromaTermsOf(source.u + x / 2, source.v + x / 2);
         StoreRgb24(upper + 3 * x, ChannelsOf<SaturatingSums>(source.upper + x, chroma));
@@ -347,7 +368,7 @@ void PackRgb24(unsigned char* upper, unsigned char* lower, const PlanarSource& s
 void PackRgb32(unsigned char* upper, unsigned char* lower, const PlanarSource& source,
                std::ptrdiff_t pixels)
 {
-    for (std::ptrdiff_t x = 0; x < pixels; x += kStep)
+    for (std::ptrdiff_t x = 0; x < pixels; x += 16)
     {
         const ChromaTerms chroma = ChromaTermsOf(source.u + x / 2, source.v + x / 2);
         StoreRgb32(upper + 4 * x, ChannelsOf<SaturatingSums>(source.upper + x, chroma));
@@ -358,7 +379,7 @@ void PackRgb32(unsigned char* upper, unsigned char* lower, const PlanarSource& s
 void PackArgb8888(unsigned char* upper, unsigned char* lower, const PlanarSource& source,
                   std::ptrdiff_t pixels)
 {
-    for (std::ptrdiff_t x = 0; x < pixels; x += kStep)
+    for (std::ptrdiff_t x = 0; x < pixels; x += 16)
     {
         const ChromaTerms chroma = ChromaTermsOf(source.u + x / 2, source.v + x / 2);
         StoreRgb32(upper + 4 * x, ChannelsOf<WrappingSums>(source.upper + x, chroma));
@@ -370,7 +391,7 @@ void InterleaveYuy2(unsigned char* packed, const unsigned char* y, const unsigne
                     const unsigned char* v, std::ptrdiff_t pixels)
 {
     std::ptrdiff_t x = 0;
-    for (; x + kStep <= pixels; x += kStep)
+    for (; x + 16 <= pixels; x += 16)
     {
         const __m128i luma = Load(y + x);
         const __m128i chroma = _mm_unpacklo_epi8(LoadHalf(u + x / 2), LoadHalf(v + x / 2));
@@ -387,7 +408,7 @@ void InterleaveUyvy(unsigned char* packed, const unsigned char* y, const unsigne
                     const unsigned char* v, std::ptrdiff_t pixels)
 {
     std::ptrdiff_t x = 0;
-    for (; x + kStep <= pixels; x += kStep)
+    for (; x + 16 <= pixels; x += 16)
     {
         const __m128i luma = Load(y + x);
         const __m128i chroma = _mm_unpacklo_epi8(LoadHalf(u + x / 2), LoadHalf(v + x / 2));
@@ -403,7 +424,7 @@ void InterleaveUyvy(unsigned char* packed, const unsigned char* y, const unsigne
 void UnpackRgb24(const unsigned char* upper, const unsigned char* lower, const PlanarTarget& target,
                  std::ptrdiff_t pixels)
 {
-    for (std::ptrdiff_t x = 0; x < pixels; x += kStep)
+    for (std::ptrdiff_t x = 0; x < pixels; x += 16)
     {
         UnpackStep(LoadRgb24(upper + 3 * x), LoadRgb24(lower + 3 * x), target.upper + x,
                    target.lower + x, target.u + x / 2, target.v + x / 2);
@@ -413,7 +434,7 @@ void UnpackRgb24(const unsigned char* upper, const unsigned char* lower, const P
 void UnpackRgb32(const unsigned char* upper, const unsigned char* lower, const PlanarTarget& target,
                  std::ptrdiff_t pixels)
 {
-    for (std::ptrdiff_t x = 0; x < pixels; x += kStep)
+    for (std::ptrdiff_t x = 0; x < pixels; x += 16)
     {
         UnpackStep(LoadRgb32(upper + 4 * x), LoadRgb32(lower + 4 * x), target.upper + x,
                    target.lower + x, target.u + x / 2, target.v + x / 2);
@@ -423,20 +444,25 @@ void UnpackRgb32(const unsigned char* upper, const unsigned char* lower, const P
 void UnpackYuy2(const unsigned char* upper, const unsigned char* lower, const PlanarTarget& target,
                 std::ptrdiff_t pixels)
 {
-    for (std::ptrdiff_t x = 0; x < pixels; x += kStep)
+    // Twice as many as elsewhere: so the chroma fills registers.
+    constexpr std::ptrdiff_t kTwo = 32;
+    std::ptrdiff_t x = 0;
+    for (; x + kTwo <= pixels; x += kTwo)
     {
-        const __m128i topLeft = Load(upper + 2 * x);
-        const __m128i topRight = Load(upper + 2 * x + 16);
-        const __m128i bottomLeft = Load(lower + 2 * x);
-        const __m128i bottomRight = Load(lower + 2 * x + 16);
-        Store(target.upper + x, EvenBytes(topLeft, topRight));
-        Store(target.lower + x, EvenBytes(bottomLeft, bottomRight));
-
-        const __m128i chroma =
-            OddBytes(_mm_avg_epu8(topLeft, bottomLeft), _mm_avg_epu8(topRight, bottomRight));
-        const __m128i zero = _mm_setzero_si128();
-        StoreHalf(target.u + x / 2, EvenBytes(chroma, zero));
-        StoreHalf(target.v + x / 2, OddBytes(chroma, zero));
+        Prefetch(upper + 2 * x);
+        Prefetch(lower + 2 * x);
+        Prefetch(target.upper + x);
+        Prefetch(target.lower + x);
+        const __m128i left = UnpackLuma(upper, lower, target, x);
+        const __m128i right = UnpackLuma(upper, lower, target, x + kTwo / 2);
+        Store(target.u + x / 2, EvenBytes(left, right));
+        Store(target.v + x / 2, OddBytes(left, right));
+    }
+    if (x < pixels)
+    {
+        const __m128i chroma = UnpackLuma(upper, lower, target, x);
+        StoreHalf(target.u + x / 2, EvenBytes(chroma, chroma));
+        StoreHalf(target.v + x / 2, OddBytes(chroma, chroma));
     }
 }
 

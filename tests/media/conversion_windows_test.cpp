@@ -340,9 +340,10 @@ Bytes RandomBytes(const Size& size, std::size_t count)
     return bytes;
 }
 
-void ExpectPacked(ToPacked convert, ToPackedModel model, int boundStride)
+void ExpectPacked(ToPacked convert, ToPackedModel model, int boundStride,
+                  const std::vector<Size>& sizes = Sizes())
 {
-    for (const Size& size : Sizes())
+    for (const Size& size : sizes)
     {
         const std::size_t area = AreaWithRoom(size);
         const Bytes planes = RandomBytes(size, 3 * area);
@@ -395,6 +396,12 @@ TEST(ConversionMember, Yv12ToRgb24EqualsTheModelForEverySize)
 TEST(ConversionMember, Yv12ToRgb32EqualsTheModelForEverySize)
 {
     ExpectPacked(CSFunc::s_S_YV12_to_RGB32, ModelYv12ToRgb32, 4);
+}
+
+// Larger than most caches: such pictures may be stored in another way.
+TEST(ConversionMember, ALargeYv12ToRgb32EqualsTheModel)
+{
+    ExpectPacked(CSFunc::s_S_YV12_to_RGB32, ModelYv12ToRgb32, 4, {{3840, 2160}});
 }
 
 TEST(ConversionMember, Yuv420ToArgb8888EqualsTheModelForEverySize)
