@@ -340,17 +340,18 @@ constexpr StopCase kCases[] = {
 };
 constexpr int kCaseCount = static_cast<int>(sizeof(kCases) / sizeof(kCases[0]));
 
-/// Stops a worker of every kind on each of some threads, which begin at different kinds.
-int StopWorkers(int threadCount)
+/// Stops so many workers, one after another, on each of some threads, which begin at different
+/// kinds.
+int StopWorkers(int threadCount, int each)
 {
     std::atomic<int> stopped = 0;
     std::vector<std::thread> threads;
     for (int thread = 0; thread < threadCount; ++thread)
     {
         threads.emplace_back(
-            [thread, threadCount, &stopped]
+            [thread, threadCount, each, &stopped]
             {
-                for (int i = 0; i < kCaseCount; ++i)
+                for (int i = 0; i < each; ++i)
                 {
                     const StopCase& stopCase =
                         kCases[(i + thread * kCaseCount / threadCount) % kCaseCount];
@@ -383,9 +384,9 @@ protected:
 TEST_F(WorkerStop, InAnyPhaseLeavesNothingBehindAfterFiveHundred)
 {
     constexpr int kThreads = 20;
-    EXPECT_EQ(StopWorkers(kThreads / 4), kThreads / 4 * kCaseCount);
+    EXPECT_EQ(StopWorkers(kCaseCount, 1), kCaseCount);
     const ProcessResources before = MeasureResources();
-    const int stopped = StopWorkers(kThreads);
+    const int stopped = StopWorkers(kThreads, kCaseCount);
     std::printf("%d workers stopped, %d kinds\n", stopped, kCaseCount);
     EXPECT_EQ(stopped, 500);
     ExpectNothingLeftBehind(before);
