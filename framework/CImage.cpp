@@ -309,9 +309,11 @@ HRESULT CImage::Load(LPCTSTR pszFileName)
         return E_FAIL;
     }
     Gdiplus::Bitmap file{CStringW(pszFileName).GetString()};
-    if (file.GetLastStatus() != Gdiplus::Ok)
+    // Asking for the status resets it.
+    const Gdiplus::Status opened = file.GetLastStatus();
+    if (opened != Gdiplus::Ok)
     {
-        return ToResult(file.GetLastStatus());
+        return ToResult(opened);
     }
     const bool hasAlpha = Gdiplus::IsAlphaPixelFormat(file.GetPixelFormat()) != FALSE;
     const int width = static_cast<int>(file.GetWidth());
