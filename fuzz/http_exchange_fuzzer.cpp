@@ -60,8 +60,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const bool isDirect = input.ConsumeBool();
     const std::string path = input.ConsumeRandomLengthString(300);
     const std::string user = input.ConsumeRandomLengthString(300);
-    const net::GetRequest request = {
-        {"camera", user.c_str(), "secret", 80}, path.c_str(), input.ConsumeIntegralInRange(-1, 3000)};
+    const net::GetRequest request = {{"camera", user.c_str(), "secret", 80},
+                                     path.c_str(),
+                                     input.ConsumeIntegralInRange(-1, 3000)};
 
     test::ScriptedTransport transport({});
     transport.isLogging = false;
