@@ -39,7 +39,7 @@ using ostrel::test::Wait;
 
 // Short, so that a worker ends by itself while it is being waited for; long enough to be found in
 // its phase.
-constexpr int kTimeOut = 300;
+constexpr int kTimeOut = 600;
 constexpr int kGroupMode = 1;
 constexpr int kOneConnection = 0;
 constexpr std::size_t kBodySize = 200000;
