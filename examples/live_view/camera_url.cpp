@@ -101,6 +101,22 @@ std::string CameraUrl::WithoutPassword() const
            path;
 }
 
+CameraUrl CameraUrl::WithPath(const std::string& otherPath) const
+{
+    if (!std::all_of(otherPath.begin(), otherPath.end(), IsVisible))
+    {
+        Refuse("the path holds a blank or a control character");
+    }
+    CameraUrl other = *this;
+    other.path = otherPath.substr(otherPath.compare(0, 1, "/") == 0 ? 1 : 0);
+    if (other.path.empty())
+    {
+        Refuse("the path is empty");
+    }
+    CheckLength("path", other.path, kLongestPath);
+    return other;
+}
+
 CameraUrl ParseCameraUrl(const std::string& text)
 {
     if (!std::all_of(text.begin(), text.end(), IsVisible))

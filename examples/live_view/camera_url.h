@@ -16,6 +16,10 @@ struct CameraUrl
     int port = 80;
     std::string path;  // as written, query included, without its leading slash
 
+    // The address of something else on the same camera. The path may begin with its slash. Throws
+    // std::invalid_argument, whose text tells the user what is wrong with the path.
+    CameraUrl WithPath(const std::string& otherPath) const;
+
     // For titles, logs and summaries.
     std::string WithoutPassword() const;
 };

@@ -14,6 +14,9 @@ const char* const kUsage =
     "  --gdi              draw with GDI instead of DirectDraw\n"
     "  --seconds N        end after N seconds (otherwise when the window is closed)\n"
     "  --fps N            at most N pictures a second (default: 25)\n"
+    "  --stream           show the embedded camera's events beside the picture\n"
+    "  --stream-path PATH show the events of the multipart stream at PATH on the\n"
+    "                     same host, with the same user and password\n"
     "  --screenshot FILE  at the end, save the window's client area as PNG\n"
     "  --snapshot FILE    at the end, save the last picture as it was received\n"
     "  --summary FILE     at the end, write figures as text\n";
@@ -74,6 +77,15 @@ Options ParseCommandLine(int count, const wchar_t* const* arguments)
         {
             options.framesPerSecond = ParseNumber(name, value(), 1, 1000);
         }
+        else if (name == "--stream")
+        {
+            options.stream = true;
+        }
+        else if (name == "--stream-path")
+        {
+            options.stream = true;
+            options.streamPath = Utf8(value());
+        }
         else if (name == "--screenshot")
         {
             options.screenshotFile = value();
@@ -98,6 +110,10 @@ Options ParseCommandLine(int count, const wchar_t* const* arguments)
         {
             options.url = name;
         }
+    }
+    if (options.stream && !options.streamPath && !options.url.empty())
+    {
+        throw std::invalid_argument("with a URL, --stream-path tells where the events are");
     }
     return options;
 }

@@ -1,6 +1,7 @@
 // What the user asked for on the command line.
 #pragma once
 
+#include <optional>
 #include <string>
 
 struct Options
@@ -10,6 +11,8 @@ struct Options
     bool useGdi = false;
     int seconds = 0;  // 0: until the window is closed
     int framesPerSecond = 25;
+    bool stream = false;
+    std::optional<std::string> streamPath;  // without: the embedded camera's
     std::wstring screenshotFile;
     std::wstring snapshotFile;
     std::wstring summaryFile;

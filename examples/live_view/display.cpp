@@ -1,6 +1,6 @@
 #include "display.h"
 
-bool Display::Draw(Picture& picture)
+bool Display::Draw(Picture& picture, const RECT& area)
 {
     BITMAPINFOHEADER header = {};
     header.biSize = sizeof header;
@@ -18,9 +18,18 @@ bool Display::Draw(Picture& picture)
     // last line twice.
     info.rcSource = {0, 0, picture.width, picture.heldHeight};
     info.bUseDD7 = !useGdi_;
-    info.rcShow = {};       // the whole client area,
-    info.bFillWnd = false;  // with black bars where the shapes differ
+    // The renderer itself fits a picture only into the whole client area, for which the rectangle
+    // is empty. Either way there are black bars where the shapes differ.
+    info.rcShow = IsRectEmpty(&area) ? RECT{} : FittedInto(area, info.rcSource);
+    info.bFillWnd = false;
     return render_.m_F_b_DrawPicture(info);
+}
+
+RECT Display::FittedInto(const RECT& area, const RECT& picture)
+{
+    CRect fitted(area);
+    render_.m_F_n_CalShowRect(CRect(picture), fitted);
+    return fitted;
 }
 
 const char* Display::Path() const

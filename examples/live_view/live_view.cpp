@@ -24,6 +24,12 @@ LiveView::LiveView(Camera& camera, const std::string& name, const Options& optio
 {
 }
 
+void LiveView::FollowEvents(const CameraUrl& url)
+{
+    panel_.emplace(window_.Handle());
+    stream_.emplace(url);
+}
+
 void LiveView::Run(CMemManage& first, int length)
 {
     runTime_.Lap();
@@ -31,6 +37,7 @@ void LiveView::Run(CMemManage& first, int length)
     nextFetch_ = 1000.0 / options_.framesPerSecond;
     Show(first, length);
     window_.RunMessageLoop();
+    stream_.reset();
     if (!screenshotError_.empty())
     {
         throw std::runtime_error(screenshotError_);
@@ -47,9 +54,22 @@ void LiveView::OnPosted(UINT, WPARAM number)
     }
 }
 
+void LiveView::OnPlaced()
+{
+    if (panel_)
+    {
+        panel_->Place();
+    }
+}
+
 void LiveView::OnPaint()
 {
-    display_.Draw(picture_);
+    Draw();
+}
+
+bool LiveView::Draw()
+{
+    return display_.Draw(picture_, panel_ ? panel_->Beside() : RECT{});
 }
 
 void LiveView::OnTimer()
@@ -63,6 +83,7 @@ void LiveView::OnTimer()
     {
         StartFetch();
     }
+    ShowNews();
     if (runTime_.Elapsed() >= nextReport_)
     {
         Report();
@@ -116,7 +137,7 @@ void LiveView::Show(CMemManage& jpeg, int length)
     if (trouble_.empty())
     {
         Stopwatch watch;
-        if (display_.Draw(picture_))
+        if (Draw())
         {
             statistics_.Add(Stage::Draw, watch.Elapsed());
             ++statistics_.frames;
@@ -129,6 +150,39 @@ void LiveView::Show(CMemManage& jpeg, int length)
         trouble_ = "picture not drawn";
     }
     statistics_.AddFailure(trouble_);
+}
+
+void LiveView::ShowNews()
+{
+    if (!stream_)
+    {
+        return;
+    }
+    for (const EventStream::News& news : stream_->TakeNews())
+    {
+        if (!news.isEvent)
+        {
+            ShowInterruption(news.text);
+            continue;
+        }
+        interruption_.clear();
+        ++statistics_.events;
+        std::printf("Event: %s\n", news.text.c_str());
+        panel_->Add(news.text, false);
+    }
+    std::fflush(stdout);
+}
+
+void LiveView::ShowInterruption(const std::string& text)
+{
+    statistics_.AddInterruption(text);
+    // Every try to open the stream again may end in the same way.
+    if (text != interruption_)
+    {
+        interruption_ = text;
+        std::printf("Event stream: %s\n", text.c_str());
+        panel_->Add(text, true);
+    }
 }
 
 void LiveView::Report()

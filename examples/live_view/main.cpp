@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 
 #include "camera.h"
@@ -22,7 +23,8 @@ enum ExitCode
     kBadCommandLine = 2
 };
 
-void WatchCamera(const CameraUrl& url, const Options& options, Statistics& statistics)
+void WatchCamera(const CameraUrl& url, const std::optional<CameraUrl>& events,
+                 const Options& options, Statistics& statistics)
 {
     const std::string name = url.WithoutPassword();
     std::printf("Camera: %s\n", name.c_str());
@@ -42,6 +44,10 @@ void WatchCamera(const CameraUrl& url, const Options& options, Statistics& stati
     statistics.Add(Stage::Fetch, watch.Elapsed());
 
     LiveView view(camera, name, options, statistics);
+    if (events)
+    {
+        view.FollowEvents(*events);
+    }
     view.Run(first, length);
     if (!options.snapshotFile.empty() && statistics.frames > 0)
     {
@@ -59,12 +65,18 @@ int Run(const Options& options)
         embedded = std::make_unique<EmbeddedCamera>();
     }
     const CameraUrl url = ParseCameraUrl(embedded ? embedded->Url() : options.url);
+    std::optional<CameraUrl> events;
+    if (options.stream)
+    {
+        events = url.WithPath(options.streamPath.value_or(EmbeddedCamera::kEventsPath));
+    }
 
     Statistics statistics;
+    statistics.hasStream = options.stream;
     ExitCode result = kShown;
     try
     {
-        WatchCamera(url, options, statistics);
+        WatchCamera(url, events, options, statistics);
     }
     catch (const std::exception& error)
     {

@@ -7,7 +7,21 @@
 namespace
 {
 constexpr const char* kStageNames[kStages] = {"fetch", "size", "decode", "convert", "draw"};
+
+void WriteReasons(std::ostream& report, const char* what, const std::map<std::string, int>& reasons)
+{
+    int sum = 0;
+    for (const auto& [reason, count] : reasons)
+    {
+        sum += count;
+    }
+    report << what << ": " << sum << '\n';
+    for (const auto& [reason, count] : reasons)
+    {
+        report << "  " << count << " x " << reason << '\n';
+    }
 }
+}  // namespace
 
 void Statistics::Add(Stage stage, double milliseconds)
 {
@@ -42,15 +56,11 @@ std::string Statistics::Report() const
            << "\nbytes received: " << bytes << "\npicture size: " << width << 'x' << height
            << "\ndraw path: " << drawPath << '\n';
 
-    int failures = 0;
-    for (const auto& [reason, count] : failures_)
+    WriteReasons(report, "failures", failures_);
+    if (hasStream)
     {
-        failures += count;
-    }
-    report << "failures: " << failures << '\n';
-    for (const auto& [reason, count] : failures_)
-    {
-        report << "  " << count << " x " << reason << '\n';
+        report << "events received: " << events << '\n';
+        WriteReasons(report, "interruptions of the event stream", interruptions_);
     }
 
     report << "milliseconds per picture (mean, max):\n" << std::setprecision(3);

@@ -44,6 +44,9 @@ public:
     // Notes a picture that could not be shown, by reason.
     void AddFailure(const std::string& reason) { ++failures_[reason]; }
 
+    // Notes an interruption of the event stream, by reason.
+    void AddInterruption(const std::string& reason) { ++interruptions_[reason]; }
+
     // For the console, once a second: the mean times of the stages since the last call.
     std::string TakeStageLine();
     // For the summary file: what is known about the pictures, their failures and stages.
@@ -54,6 +57,8 @@ public:
     int width = 0;                 // of the last picture
     int height = 0;
     std::string drawPath = "none";  // that was used last
+    bool hasStream = false;         // whether events were asked for
+    int events = 0;                 // received
     double seconds = 0;             // from the first picture to the end
 
 private:
@@ -66,4 +71,5 @@ private:
     std::array<Times, kStages> all_;
     std::array<Times, kStages> recent_;
     std::map<std::string, int> failures_;
+    std::map<std::string, int> interruptions_;
 };

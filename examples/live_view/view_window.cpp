@@ -69,6 +69,10 @@ LRESULT CALLBACK ViewWindow::Procedure(HWND window, UINT message, WPARAM first, 
         case WM_TIMER:
             self->events_.OnTimer();
             return 0;
+        case WM_MOVE:
+        case WM_SIZE:
+            self->events_.OnPlaced();
+            return 0;
         case WM_PAINT:
         {
             PAINTSTRUCT paint;

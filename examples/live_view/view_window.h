@@ -11,8 +11,9 @@ public:
     public:
         virtual void OnTimer() = 0;                             // some 60 to 100 times a second
         virtual void OnPosted(UINT message, WPARAM value) = 0;  // messages from WM_APP on
-        virtual void OnPaint() = 0;  // the client area has been made black
-        virtual void OnClose() = 0;  // destroys the window, or it stays
+        virtual void OnPlaced() = 0;  // the window has another place or size
+        virtual void OnPaint() = 0;   // the client area has been made black
+        virtual void OnClose() = 0;   // destroys the window, or it stays
 
     protected:
         ~Events() = default;

@@ -1,0 +1,43 @@
+// Lines of text, over the right part of a window.
+#pragma once
+
+#include <windows.h>
+
+#include <deque>
+#include <string>
+
+// A window of its own, not a child: where DirectDraw is emulated, as under Wine, its pictures may
+// cover the children of the window that they are drawn into.
+class EventPanel
+{
+public:
+    // Throws std::runtime_error when there can be no window.
+    explicit EventPanel(HWND owner);
+    ~EventPanel();
+    EventPanel(const EventPanel&) = delete;
+    EventPanel& operator=(const EventPanel&) = delete;
+
+    // Follows the owner, wherever it has gone.
+    void Place();
+
+    // What the panel leaves of the owner's client area.
+    RECT Beside() const;
+
+    // Adds a line of UTF-8 above the others, with the time of day. One that is marked has a colour
+    // of its own.
+    void Add(const std::string& text, bool isMarked);
+
+private:
+    struct Line
+    {
+        std::wstring text;
+        bool isMarked;
+    };
+
+    static LRESULT CALLBACK Procedure(HWND window, UINT message, WPARAM first, LPARAM second);
+    void Paint(HDC dc) const;
+
+    HWND owner_;
+    HWND window_ = nullptr;
+    std::deque<Line> lines_;  // the newest first
+};
