@@ -84,8 +84,11 @@ bool ConnectNewSocket(SOCKET& socket, unsigned int address, int port, int timeOu
     {
         return false;
     }
-    // Without a time-out the connect was a blocking one, but no receive may ever block.
-    MakeNonBlocking(socket);
+    if (timeOut <= 0)
+    {
+        // The connect was a blocking one, but no receive may ever block.
+        MakeNonBlocking(socket);
+    }
     return true;
 }
 
