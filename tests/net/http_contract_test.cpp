@@ -417,15 +417,7 @@ TEST_F(HttpContract, TheConstructorStartsWinsockTwoPointTwoWhateverTheResult)
 TEST_F(HttpContract, TheDestructorNeverCleansWinsockUp)
 {
     int count = 0;
-    std::shared_ptr<void> patch;
-    try
-    {
-        patch = PatchWith("WSACleanup", CleanupFunction([&count] { return ++count; }));
-    }
-    catch (const std::runtime_error&)
-    {
-        SUCCEED() << "the library does not even import it";
-    }
+    const auto patch = PatchWith("WSACleanup", CleanupFunction([&count] { return ++count; }));
     {
         CHTTP http;
     }
