@@ -29,7 +29,8 @@
 ///
 /// **Time-outs** are milliseconds, for the connect, and again for every wait for data. In a fetch a
 /// pause of more than a second inside a block of received data ends that block; a head is judged by
-/// what came before its first such pause.
+/// what came before its first such pause. So an answer other than a 200 with its length and its
+/// whole body costs that second when the server keeps the connection open.
 class OSTREL_API CHTTP
 {
 public:

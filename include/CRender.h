@@ -82,9 +82,10 @@ public:
 
     /// Copies a planar picture (Y, V, U) into a locked YV12 surface: the rows of Y `lPitch` bytes
     /// apart, then those of V and of U, half of it apart, for which an odd height counts as one
-    /// more. Nothing is read outside the picture: chroma rows that it does not hold repeat the last
-    /// one that it does. Nothing is copied into a surface whose pitch is smaller than the width,
-    /// nor past the end of one that states its height (`DDSD_HEIGHT`; 12 bits a pixel).
+    /// more. The source runs on from row to row, so that V's row too many is U's first. Nothing is
+    /// read outside the picture: chroma rows that it does not hold repeat the last one that it
+    /// does. Nothing is copied into a surface whose pitch is smaller than the width, nor past the
+    /// end of one that states its height (`DDSD_HEIGHT`; 12 bits a pixel).
     /// @param pHeader `biWidth` and `biHeight` (of either sign) count.
     void m_S_CopyBmp(DDSURFACEDESC2* pLocked, unsigned char* pYV12, BITMAPINFOHEADER* pHeader);
 

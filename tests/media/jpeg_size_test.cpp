@@ -2,13 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <climits>
 #include <cstddef>
-#include <memory>
-#include <ostream>
 
 #include "jpeg_pictures.h"
+#include "probe_outcome.h"
 
 namespace
 {
@@ -16,49 +14,9 @@ namespace
 using namespace ostrel::media;
 using namespace ostrel::test;
 
-struct Outcome
-{
-    bool isFound;
-    int width;
-    int height;
-    bool isReported;
-};
-
-bool operator==(const Outcome& a, const Outcome& b)
-{
-    return a.isFound == b.isFound && a.width == b.width && a.height == b.height &&
-           a.isReported == b.isReported;
-}
-
-std::ostream& operator<<(std::ostream& out, const Outcome& outcome)
-{
-    if (outcome.isFound)
-    {
-        out << outcome.width << "x" << outcome.height;
-    }
-    else
-    {
-        out << "nothing";
-    }
-    return out << (outcome.isReported ? ", reported" : ", silent");
-}
-
-constexpr Outcome kNothingReported = {false, 0, 0, true};
-constexpr Outcome kNothingSilent = {false, 0, 0, false};
-
-Outcome Found(int width, int height)
-{
-    return {true, width, height, true};
-}
-
-// Probes a heap block of exactly these bytes, so that the sanitizer sees the first one too many.
 Outcome Probe(const JpegBytes& picture, std::size_t size)
 {
-    const std::unique_ptr<unsigned char[]> block(new unsigned char[size]);
-    std::copy_n(picture.begin(), size, block.get());
-    const JpegSizeResult result = FindJpegSize(block.get(), static_cast<int>(size));
-    return {result.size.has_value(), result.size ? result.size->width : 0,
-            result.size ? result.size->height : 0, result.isReported};
+    return ProbeExactly(FindJpegSize, picture, size);
 }
 
 Outcome Probe(const JpegBytes& picture)

@@ -2,16 +2,14 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <climits>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
-#include <ostream>
 #include <random>
 
 #include "mpeg4_size_model.h"
 #include "mpeg4_streams.h"
+#include "probe_outcome.h"
 
 namespace
 {
@@ -19,49 +17,9 @@ namespace
 using namespace ostrel::media;
 using namespace ostrel::test;
 
-struct Outcome
-{
-    bool isFound;
-    int width;
-    int height;
-    bool isReported;
-};
-
-bool operator==(const Outcome& a, const Outcome& b)
-{
-    return a.isFound == b.isFound && a.width == b.width && a.height == b.height &&
-           a.isReported == b.isReported;
-}
-
-std::ostream& operator<<(std::ostream& out, const Outcome& outcome)
-{
-    if (outcome.isFound)
-    {
-        out << outcome.width << "x" << outcome.height;
-    }
-    else
-    {
-        out << "nothing";
-    }
-    return out << (outcome.isReported ? ", reported" : ", silent");
-}
-
-constexpr Outcome kNothingReported = {false, 0, 0, true};
-constexpr Outcome kNothingSilent = {false, 0, 0, false};
-
-Outcome Found(int width, int height)
-{
-    return {true, width, height, true};
-}
-
-// Probes a heap block of exactly these bytes, so that the sanitizer sees the first one too many.
 Outcome Probe(const Bytes& stream, std::size_t size)
 {
-    const std::unique_ptr<unsigned char[]> block(new unsigned char[size]);
-    std::copy_n(stream.begin(), size, block.get());
-    const Mpeg4SizeResult result = FindMpeg4Size(block.get(), static_cast<int>(size));
-    return {result.size.has_value(), result.size ? result.size->width : 0,
-            result.size ? result.size->height : 0, result.isReported};
+    return ProbeExactly(FindMpeg4Size, stream, size);
 }
 
 Outcome Probe(const Bytes& stream)
