@@ -4,9 +4,12 @@
 #pragma once
 
 #include <afxmt.h>
+#include <afxwin.h>
 #include <winsock2.h>
 
 #include "LibOstrelExport.h"
+
+class CWnd;
 
 /// Static functions only; there is nothing to construct. Any thread may call any of them.
 ///
@@ -199,4 +202,37 @@ public:
     /// `biHeight` it is stored upside down; state a negative one to have it upright. Its width
     /// should be a multiple of 4, otherwise it comes out skewed.
     static void s_S_SaveImg(CString path, BITMAPINFOHEADER header, unsigned char* pixels);
+
+    // ---- Window and screen geometry --------------------------------------------------------
+
+    /// Splits an area into a grid of rectangles, without gaps or overlaps. Pixels that are left
+    /// over go one each to the first columns and the first rows: 10 x 10 in 3 x 3 gives widths and
+    /// heights of 4, 3, 3.
+    ///
+    /// An area of no or negative width, as no rows or columns, writes nothing. In an area whose
+    /// bottom lies above its top so do those of the rows, and what is left over of its height goes
+    /// to none of them.
+    /// @param nRow, nCol rows and columns.
+    /// @param pRects room for nRow x nCol rectangles, row by row (index = row x nCol + column);
+    /// null does nothing.
+    /// @param rcArea the area, in whatever coordinates the rectangles are wanted.
+    static void s_S_CalWndRect(int nRow, int nCol, CRect* pRects, CRect rcArea);
+
+    /// Finds the place of a monitor by its number.
+    /// @param nID the number of the display device, from 0 on.
+    /// @param rc the monitor in its current mode, in pixels of the desktop (the primary monitor's
+    /// corner is 0, 0); left alone when there is none.
+    /// @return 1; 0 when there is no such device, or when it has no current mode, as one that is
+    /// not part of the desktop.
+    static int s_F_n_GetScreenRectByID(unsigned long nID, CRect& rc);
+
+    /// Finds the place of the monitor on which a window lies.
+    ///
+    /// That is the first, in the order of s_F_n_GetScreenRectByID(), that holds one of the four
+    /// corners of the window, each edge moved in by a pixel; how much of the window it holds does
+    /// not count. The search ends at the first device that is not there or has no current mode.
+    /// @param pWnd the window; null, or one that does not exist, lies on no monitor.
+    /// @param rc always set: the monitor's rectangle as in s_F_n_GetScreenRectByID(), or the
+    /// desktop window's when no monitor was found.
+    static void s_S_GetWndPlacedScreenRect(CWnd* pWnd, CRect& rc);
 };

@@ -10,6 +10,7 @@
 #include "present/picture_layout.h"
 #include "present/surface_copy.h"
 #include "present/window_dc.h"
+#include "present/window_rect.h"
 
 using namespace ostrel::present;
 
@@ -23,17 +24,6 @@ namespace
 
 constexpr int kMaxLockErrors = 3;
 constexpr COLORREF kBlack = 0;
-
-Edges ToEdges(const RECT& rect)
-{
-    return {static_cast<int>(rect.left), static_cast<int>(rect.top), static_cast<int>(rect.right),
-            static_cast<int>(rect.bottom)};
-}
-
-RECT ToRect(const Edges& edges)
-{
-    return {edges.left, edges.top, edges.right, edges.bottom};
-}
 
 void TakeOff(RECT& rect, int border)
 {
