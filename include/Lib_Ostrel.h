@@ -3,6 +3,7 @@
 /// header instead.
 #pragma once
 
+#include "CFileRW.h"
 #include "CHTTP.h"
 #include "CMemManage.h"
 #include "CRender.h"

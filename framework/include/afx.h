@@ -120,3 +120,159 @@ public:
 [[noreturn]] AFX_API void AfxThrowInvalidArgException();
 [[noreturn]] AFX_API void AfxThrowResourceException();
 [[noreturn]] AFX_API void AfxThrowUserException();
+
+/// What went wrong with a file.
+class AFX_API CFileException : public CException
+{
+public:
+    enum
+    {
+        none,
+        genericException,
+        fileNotFound,
+        badPath,
+        tooManyOpenFiles,
+        accessDenied,
+        invalidFile,
+        removeCurrentDir,
+        directoryFull,
+        badSeek,
+        hardIO,
+        sharingViolation,
+        lockViolation,
+        diskFull,
+        endOfFile
+    };
+
+    /// @param cause one of the values above.
+    /// @param lOsError the platform's error code, or -1 when there is none.
+    explicit CFileException(int cause = none, LONG lOsError = -1,
+                            LPCTSTR lpszArchiveName = nullptr);
+    ~CFileException() override;
+
+    /// @return the cause that stands for a code of the platform.
+    static int OsErrorToException(LONG lOsError);
+
+    /// Throws the exception for a code of the platform.
+    [[noreturn]] static void ThrowOsError(LONG lOsError, LPCTSTR lpszFileName = nullptr);
+
+    /// The platform's text; there is none without a code of the platform.
+    BOOL GetErrorMessage(LPTSTR lpszError, UINT nMaxError,
+                         PUINT pnHelpContext = nullptr) const override;
+
+    int m_cause;
+    LONG m_lOsError;
+    CString m_strFileName;
+};
+
+[[noreturn]] AFX_API void AfxThrowFileException(int cause, LONG lOsError = -1,
+                                                LPCTSTR lpszFileName = nullptr);
+
+/// A file of the disk, read and written in bytes and without a buffer of its own.
+///
+/// A failure throws CFileException, unless said otherwise.
+class AFX_API CFile : public CObject
+{
+public:
+    /// How a file is opened: one of each group of values, and any of the single ones.
+    enum OpenFlags : UINT
+    {
+        modeRead = 0x00000,
+        modeWrite = 0x00001,
+        modeReadWrite = 0x00002,
+
+        shareCompat = 0x00000,  ///< as shareExclusive
+        shareExclusive = 0x00010,
+        shareDenyWrite = 0x00020,
+        shareDenyRead = 0x00030,
+        shareDenyNone = 0x00040,
+
+        modeNoInherit = 0x00080,   ///< child processes do not inherit the handle
+        modeCreate = 0x01000,      ///< makes the file, or empties it if it exists
+        modeNoTruncate = 0x02000,  ///< with modeCreate: keeps the contents if the file exists
+
+        typeText = 0x04000,  ///< for derived classes
+        typeBinary = 0x08000,
+
+        osNoBuffer = 0x10000,
+        osWriteThrough = 0x20000,
+        osRandomAccess = 0x40000,
+        osSequentialScan = 0x80000
+    };
+
+    /// What an offset counts from.
+    enum SeekPosition : UINT
+    {
+        begin,
+        current,
+        end
+    };
+
+    /// The handle of a file that is not open.
+    static const HANDLE hFileNull;
+
+    /// Opens nothing.
+    CFile();
+
+    /// Works on a file that is already open. It is closed by Close(), not by the destructor.
+    explicit CFile(HANDLE hFile);
+
+    /// Opens a file, as Open() does, but throws when it fails.
+    CFile(LPCTSTR lpszFileName, UINT nOpenFlags);
+
+    /// Closes the file if this object has opened it; never throws.
+    ~CFile() override;
+
+    operator HANDLE() const { return m_hFile; }
+
+    /// Opens a file. Never throws a CFileException. A file that this object has opened before is
+    /// closed.
+    /// @param pError if not null, is told what went wrong.
+    /// @return not 0 when the file is open.
+    virtual BOOL Open(LPCTSTR lpszFileName, UINT nOpenFlags, CFileException* pError = nullptr);
+
+    /// @return the file's full path, or an empty text.
+    virtual CString GetFilePath() const;
+    /// @return the last part of the path.
+    virtual CString GetFileName() const;
+    /// Changes what the two above tell; the file stays the same.
+    virtual void SetFilePath(LPCTSTR lpszNewName);
+
+    virtual ULONGLONG GetPosition() const;
+    virtual ULONGLONG GetLength() const;
+    /// Sets the length; the position is the file's end then.
+    virtual void SetLength(ULONGLONG dwNewLen);
+
+    /// Moves the position, also past the end.
+    /// @param nFrom a #SeekPosition.
+    /// @return the new position, counted from the file's begin.
+    virtual ULONGLONG Seek(LONGLONG lOff, UINT nFrom);
+    void SeekToBegin();
+    /// @return the file's length.
+    ULONGLONG SeekToEnd();
+
+    /// Reads up to @p nCount bytes.
+    /// @return how many were read; fewer than asked for at the file's end.
+    virtual UINT Read(void* lpBuf, UINT nCount);
+
+    /// Writes all bytes, or throws.
+    virtual void Write(const void* lpBuf, UINT nCount);
+
+    /// Has the platform write what it holds back. Does nothing when no file is open.
+    virtual void Flush();
+
+    /// Closes the file. Does nothing when no file is open.
+    virtual void Close();
+
+    /// As Close(), but never throws.
+    virtual void Abort();
+
+    HANDLE m_hFile;  ///< the platform's handle; #hFileNull when no file is open
+
+protected:
+    BOOL m_bCloseOnDelete;  ///< whether the destructor closes the file
+    CString m_strFileName;  ///< the full path
+
+private:
+    [[noreturn]] void ThrowLastError() const;
+};
