@@ -92,3 +92,68 @@ private:
     size_t m_nBlockSize;
     std::vector<Block, CAfxAllocator<Block>> m_blocks;
 };
+
+/// A doubly linked list of strings, which it owns. Positions, missing elements and failed
+/// allocations are as with CPtrList.
+class AFX_API CStringList : public CObject
+{
+public:
+    /// @param nBlockSize nodes allocated at a time.
+    explicit CStringList(INT_PTR nBlockSize = 10);
+    ~CStringList() override;
+
+    INT_PTR GetCount() const { return m_list.GetCount(); }
+    INT_PTR GetSize() const { return m_list.GetSize(); }
+    BOOL IsEmpty() const { return m_list.IsEmpty(); }
+
+    CString& GetHead();
+    const CString& GetHead() const;
+    CString& GetTail();
+    const CString& GetTail() const;
+
+    CString RemoveHead();
+    CString RemoveTail();
+    void RemoveAll();
+
+    /// @return the new element's position.
+    POSITION AddHead(LPCTSTR newElement);
+    POSITION AddHead(const CString& newElement);
+    POSITION AddTail(LPCTSTR newElement);
+    POSITION AddTail(const CString& newElement);
+
+    /// Adds the elements of another list, in its order, before the head or after the tail.
+    void AddHead(CStringList* pNewList);
+    void AddTail(CStringList* pNewList);
+
+    POSITION GetHeadPosition() const;
+    POSITION GetTailPosition() const;
+
+    /// @return the element at @p rPosition, which moves on to the next (the previous) element and
+    /// is null past the last (the first).
+    CString& GetNext(POSITION& rPosition);
+    const CString& GetNext(POSITION& rPosition) const;
+    CString& GetPrev(POSITION& rPosition);
+    const CString& GetPrev(POSITION& rPosition) const;
+
+    CString& GetAt(POSITION position);
+    const CString& GetAt(POSITION position) const;
+    void SetAt(POSITION pos, LPCTSTR newElement);
+    void SetAt(POSITION pos, const CString& newElement);
+    void RemoveAt(POSITION position);
+
+    /// A null position stands for the head (before) or the tail (after).
+    POSITION InsertBefore(POSITION position, LPCTSTR newElement);
+    POSITION InsertBefore(POSITION position, const CString& newElement);
+    POSITION InsertAfter(POSITION position, LPCTSTR newElement);
+    POSITION InsertAfter(POSITION position, const CString& newElement);
+
+    /// Searches for an equal text; upper and lower case differ.
+    /// @param startAfter the search begins with the element after this one; null: with the head.
+    POSITION Find(LPCTSTR searchValue, POSITION startAfter = nullptr) const;
+
+    /// @return the position of the element with this zero-based index; null when there is none.
+    POSITION FindIndex(INT_PTR nIndex) const;
+
+private:
+    CPtrList m_list;  // of CString, each allocated by itself
+};
