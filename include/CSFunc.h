@@ -1,6 +1,6 @@
 /// @file
-/// The library's static tools: sockets and threads, picture sizes, colour conversions and the
-/// debug output.
+/// The library's static tools: debug output, sockets, pictures, windows, time, processes, files,
+/// text and shell.
 #pragma once
 
 #include <afxmt.h>
@@ -12,6 +12,21 @@
 class CWnd;
 
 /// Static functions only; there is nothing to construct. Any thread may call any of them.
+///
+/// Where to look, in the order of this file:
+/// - **Debug output**: a line to the debugger.
+/// - **Sockets and threads**: connecting with a time-out, ending by force.
+/// - **Picture sizes**: of H.264, MPEG-4 and JPEG.
+/// - **Planar to packed**, **packed to planar**: the colour conversions.
+/// - **Image files**: saving a picture.
+/// - **Window and screen geometry**: a grid of rectangles, the monitors' places.
+/// - **Time and time zones**: now, calendar times, local times, the hours of a day.
+/// - **Processes**: finding, starting and ending them by name.
+/// - **Directories and files**: making and removing chains of directories, listing files.
+/// - **Text**: UTF-8, hexadecimal.
+/// - **Shell**: choosing a folder; the browser's protected mode.
+///
+/// The framework's exceptions (CMemoryException, by pointer) pass through to the caller.
 ///
 /// **Pictures.** A YV12 picture is planar 4:2:0: a Y plane of width x height bytes and two chroma
 /// planes, U (Cb) and V (Cr), of (width/2) x (height/2) bytes. The conversions take the planes as
@@ -235,4 +250,192 @@ public:
     /// @param rc always set: the monitor's rectangle as in s_F_n_GetScreenRectByID(), or the
     /// desktop window's when no monitor was found.
     static void s_S_GetWndPlacedScreenRect(CWnd* pWnd, CRect& rc);
+
+    // ---- Time and time zones ---------------------------------------------------------------
+    //
+    // A *time value* counts the milliseconds since 1970-01-01 00:00:00 UTC. A *zone* is a record
+    // of the platform with the rules of one year; where a null one stands for the machine's
+    // current zone, the function says so. What the rules mean is for the platform to say.
+
+    /// @return the time value of now.
+    /// Its seconds and its milliseconds come from two clocks, read one after the other: near the
+    /// change of a second it may step back, by up to a second.
+    static unsigned __int64 s_F_n_GetCurTm();
+
+    /// Converts a calendar time in UTC to a time value.
+    /// @param stUtc its day of the week is not looked at.
+    /// @param nMS receives the time value. A time before 1970 or after the year 3000 is none: its
+    /// seconds count as -1, so the value is 2^64 - 1000 and the milliseconds.
+    static void s_S_ChangeTimeType(SYSTEMTIME stUtc, unsigned __int64& nMS);
+
+    /// Converts a time value to a calendar time, milliseconds included.
+    ///
+    /// After the year 3000 there is no calendar time: without a zone, @p st receives the day
+    /// 65535 of month 0 of the year 1899 and 65535 in the other fields; with a zone, it is left
+    /// alone. The milliseconds are set in either case.
+    /// @param st receives the time: UTC without a zone, local time with one.
+    /// @param pTz the zone, or null for UTC.
+    static void s_S_ChangeTimeType(unsigned __int64 nMS, SYSTEMTIME& st,
+                                   TIME_ZONE_INFORMATION* pTz);
+
+    /// Converts a calendar time in UTC to the local time of a zone. The milliseconds are carried
+    /// over; the zone's rules are applied to whole seconds.
+    /// @param pTz the zone; null: the machine's current one.
+    /// @param pUtc not changed. With a null @p pUtc or @p pLocal nothing is done.
+    /// @param pLocal receives the local time. Of a date that the platform refuses it receives the
+    /// milliseconds alone. It may be the same record as @p pUtc.
+    static void s_S_SystemTimeToLocalTime(TIME_ZONE_INFORMATION* pTz, SYSTEMTIME* pUtc,
+                                          SYSTEMTIME* pLocal);
+
+    /// Converts the local time of a zone to a calendar time in UTC. The milliseconds are carried
+    /// over; the zone's rules are applied to whole seconds.
+    /// @param pTz the zone; null: the machine's current one, and @p bLaterHour is not looked at.
+    /// @param pLocal not changed. With a null @p pLocal or @p pUtc nothing is done. What becomes of
+    /// a local time that the change to daylight saving skips is for the platform to say.
+    /// @param pUtc receives the time in UTC. Of a date that the platform refuses it receives the
+    /// milliseconds alone. It may be the same record as @p pLocal.
+    /// @param bLaterHour which of the two is meant when the local time occurs twice, in the night
+    /// in which daylight saving ends: false the first, true the second. It is found by adding one
+    /// hour and looking whether the hour number is still the same, so it knows daylight saving of
+    /// a whole hour only: where clocks change by half an hour, the flag changes nothing.
+    static void s_S_LocalTimeToSystemTime(TIME_ZONE_INFORMATION* pTz, SYSTEMTIME* pLocal,
+                                          SYSTEMTIME* pUtc, bool bLaterHour);
+
+    /// Lists the hours that a local day has: 24, or 23 or 25 when the clocks change in it.
+    ///
+    /// The day is walked in steps of one hour from local midnight on. On a day of 25 hours the
+    /// steps are used up before its end is reached, so its end is 0, on purpose.
+    /// @param pTz the zone; null: the machine's current one.
+    /// @param pDay year, month and day; its time of day is set to 0. Null does nothing.
+    /// @param pHours the hour numbers are appended to it, a skipped one missing and a repeated one
+    /// twice; null: they are not wanted.
+    /// @param pStart receives the time value of the first hour; 0 when there is no such day. Null:
+    /// not wanted.
+    /// @param pEnd receives the time value at which the next day begins; 0 for a day of 25 hours
+    /// and when there is no such day. Null: not wanted.
+    static void s_S_CalDayHours(TIME_ZONE_INFORMATION* pTz, SYSTEMTIME* pDay, CUIntArray* pHours,
+                                unsigned __int64* pStart, unsigned __int64* pEnd);
+
+    // ---- Processes -------------------------------------------------------------------------
+
+    /// Finds the running processes of an executable.
+    /// @param sExeName the file name with its extension and without a path; capitals or not.
+    /// @param aPids emptied, then receives the process identifiers.
+    /// @param nExcludePid a process that is left out, such as the caller's own; 0 for none.
+    static void s_S_FindProc(CStringW sExeName, CDWordArray& aPids, unsigned long nExcludePid);
+
+    /// Starts a program, in the caller's environment and current directory.
+    ///
+    /// The command line is @p sPath, a blank if there are arguments, and @p sArgs. **No quotes are
+    /// added**: a path with blanks in it must be given in quotes, or the platform tries the text
+    /// before each blank as the program.
+    /// @param sPath the program.
+    /// @param sArgs its arguments, quoted as they need to be; may be empty.
+    /// @param bShow whether its window is to be shown.
+    /// @param nWaitMS how long to wait for the program's end, in milliseconds; 0 does not wait. The
+    /// platform reads the number as unsigned: -1 waits without limit, any other negative number
+    /// for 24 to 50 days.
+    /// @return true when the program was started, whether or not it has ended.
+    static bool s_F_b_CreateProc(CStringW sPath, CStringW sArgs, bool bShow, int nWaitMS);
+
+    /// Terminates all running processes of an executable, as s_S_FindProc() finds them: the
+    /// caller's own too, if it is one of them. They get no chance to save anything; their exit code
+    /// is 0. One that cannot be terminated is reported to the debugger output.
+    /// @param sExeName the file name with its extension and without a path; capitals or not.
+    /// @return true when all of them were terminated, or there were none.
+    static bool s_F_b_CloseProc(CStringW sExeName);
+
+    // ---- Directories and files -------------------------------------------------------------
+
+    /// Creates a directory and all directories above it that are missing.
+    ///
+    /// Each component of the path that has a dot in it is taken for a file name and not created, on
+    /// purpose, those in the middle of the path too. So the path of a file may be given to have its
+    /// directory created; and below a directory with a dot in its name nothing is created unless
+    /// that directory exists.
+    /// @param sPath without a backslash at its end.
+    /// @return 1 when the path exists, when its last component has a dot, or when it was created;
+    /// otherwise 0.
+    static int s_F_n_CreateDirectorys(CStringW sPath);
+
+    /// Removes a directory if it is empty, and then each directory above it that is empty by then,
+    /// up to the drive. Nothing is removed with its contents.
+    ///
+    /// A directory that is read-only is removed too: the attributes of every directory on the way
+    /// up are set to normal before, and remain so where it is not removed.
+    /// @param sPath a directory, or a file: that stays, but the way up from it is gone all the
+    /// same. A directory that does not exist is passed over.
+    /// @return the result for the last level tried, not for @p sPath: 1 for a path with a drive,
+    /// whatever was removed; for a relative path, whether its first component was removed (1, also
+    /// if it has at most two characters or is no directory) or not (0).
+    static int s_F_n_RemoveDirectorys(CStringW sPath);
+
+    /// Lists the files of a directory.
+    /// @param pDir the directory, with or without a backslash at its end; empty or null does
+    /// nothing.
+    /// @param pPattern which names to list, with `*` and `?`. It holds for directories too: with
+    /// `*.jpg` only subdirectories that are named so are searched.
+    /// @param lFiles the full paths are appended to it, in the order of the file system; the files
+    /// of a subdirectory stand where the subdirectory does.
+    /// @param bRecurse whether subdirectories are searched, too.
+    static void s_S_EnumerateFiles(const wchar_t* pDir, const wchar_t* pPattern,
+                                   CStringList& lFiles, bool bRecurse);
+
+    /// Reads the entry of a file or directory: its attributes, times, size and name.
+    /// @param sPath without a backslash at its end. With `*` or `?` in its last component, the
+    /// first entry that matches is meant.
+    /// @param pData receives the entry, or all zeros when there is none; left alone when @p sPath
+    /// is empty. Null: only its existence is asked for.
+    /// @return true when there is one.
+    static bool s_F_b_GetFileInfo(CStringW sPath, WIN32_FIND_DATAW* pData);
+
+    /// As above, with a path in the ANSI code page.
+    static bool s_F_b_GetFileInfo(CStringA sPath, WIN32_FIND_DATAW* pData);
+
+    // ---- Text ------------------------------------------------------------------------------
+
+    /// Converts UTF-8 to UTF-16, up to the first null character.
+    /// @return the text. What is no UTF-8 becomes U+FFFD, as the platform does it.
+    static CStringW s_F_s_Utf8ToUnicode(CStringA sUtf8);
+
+    /// Converts UTF-16 to UTF-8, up to the first null character.
+    /// @return the text. A surrogate without its other half becomes U+FFFD, as the platform does
+    /// it.
+    static CStringA s_F_s_UnicodeToUtf8(CStringW sText);
+
+    /// Writes bytes as hexadecimal text: two capital digits for each, nothing between them.
+    /// @param p the bytes; null gives an empty text.
+    /// @param n how many; 0 or less gives an empty text.
+    static CStringW s_F_s_ByteToHexStr(unsigned char* p, int n);
+
+    /// Reads bytes from hexadecimal text, two characters for each, capitals or not.
+    ///
+    /// Each pair is read as the run-time's `strtol` reads it, on purpose, and nothing is rejected:
+    /// one that starts with a character that is no digit gives 0, one whose second is none gives
+    /// the value of the first; before a digit, a blank or a plus sign is skipped and a minus sign
+    /// negates.
+    /// @param sHex the text; it ends at a null character that would start a pair. Of an odd number
+    /// of characters, the last one gives its own value.
+    /// @param p receives the bytes; null does nothing. There is no count: so clear it before.
+    /// @param nMax room in bytes; more of the text is not looked at.
+    static void s_S_HexStrToByte(CStringW sHex, unsigned char* p, int nMax);
+
+    // ---- Shell -----------------------------------------------------------------------------
+
+    /// Has the user choose a folder in the shell's dialog, and returns when it is closed.
+    ///
+    /// Call it on a thread of a single-threaded apartment, or one that has not entered any.
+    /// @param sTitle a line of text above the folders.
+    /// @param hOwner the dialog's owner, which it disables meanwhile; may be null.
+    /// @param sRoot the folder at the top of the dialog; empty, or one that does not exist: the
+    /// desktop.
+    /// @param sInit has no effect: nothing is selected beforehand. It is there for callers' sake.
+    /// @param bNewFolder whether the dialog has a button that makes a new folder.
+    /// @return the folder's path; empty when the user cancelled or chose something that has none.
+    static CStringW s_F_s_GetFolder(CStringW sTitle, HWND hOwner, CStringW sRoot, CStringW sInit,
+                                    bool bNewFolder);
+
+    /// @return true when the process runs in the browser's protected mode; false also where the
+    /// browser's library does not know that mode or is not installed.
+    static bool s_F_b_IEIsProtectedMode();
 };

@@ -157,3 +157,83 @@ public:
 private:
     CPtrList m_list;  // of CString, each allocated by itself
 };
+
+/// An array of values of one integer type that grows as it is asked to; elements that nobody has
+/// set are 0. An index outside the array throws CInvalidArgException, as does a negative size; a
+/// failed allocation throws CMemoryException. As the framework has it, this class is CDWordArray or
+/// CUIntArray; only what the two share is written here.
+template <typename Value>
+class AFX_API CAfxValueArray : public CObject
+{
+public:
+    CAfxValueArray();
+    ~CAfxValueArray() override;
+
+    INT_PTR GetSize() const;
+    INT_PTR GetCount() const;
+    BOOL IsEmpty() const;
+
+    /// @return the last index; -1 when the array is empty.
+    INT_PTR GetUpperBound() const;
+
+    /// Cuts the array off, or lengthens it with zeros.
+    /// @param nGrowBy how many elements to make room for when more is needed; -1 leaves it to the
+    /// array.
+    void SetSize(INT_PTR nNewSize, INT_PTR nGrowBy = -1);
+
+    /// Gives back the room that is not used.
+    void FreeExtra();
+    void RemoveAll();
+
+    Value GetAt(INT_PTR nIndex) const;
+    void SetAt(INT_PTR nIndex, Value newElement);
+    Value& ElementAt(INT_PTR nIndex);
+    Value operator[](INT_PTR nIndex) const;
+    Value& operator[](INT_PTR nIndex);
+
+    /// @return the elements, one after another; null when there are none. Valid until the array
+    /// changes its size.
+    const Value* GetData() const;
+    Value* GetData();
+
+    /// Sets an element, and lengthens the array with zeros up to it if need be.
+    void SetAtGrow(INT_PTR nIndex, Value newElement);
+
+    /// @return the new element's index.
+    INT_PTR Add(Value newElement);
+
+    /// Adds the elements of another array behind those of this one.
+    /// @return the index of the first of them.
+    INT_PTR Append(const CAfxValueArray& src);
+    void Copy(const CAfxValueArray& src);
+
+    /// Inserts an element @p nCount times before the one at @p nIndex; behind the end, the array is
+    /// lengthened with zeros up to there.
+    void InsertAt(INT_PTR nIndex, Value newElement, INT_PTR nCount = 1);
+    void RemoveAt(INT_PTR nIndex, INT_PTR nCount = 1);
+
+private:
+    size_t Checked(INT_PTR nIndex) const;
+
+    std::vector<Value, CAfxAllocator<Value>> m_values;
+    size_t m_nGrowBy = 0;
+};
+
+extern template class CAfxValueArray<DWORD>;
+extern template class CAfxValueArray<UINT>;
+
+/// An array of 32-bit values.
+class AFX_API CDWordArray : public CAfxValueArray<DWORD>
+{
+public:
+    CDWordArray();
+    ~CDWordArray() override;
+};
+
+/// An array of `unsigned int`.
+class AFX_API CUIntArray : public CAfxValueArray<UINT>
+{
+public:
+    CUIntArray();
+    ~CUIntArray() override;
+};
