@@ -18,6 +18,8 @@ CString ModuleFileTitle(HINSTANCE module)
 
 }  // namespace
 
+IMPLEMENT_DYNAMIC(CWinApp, CWinThread)
+
 CWinApp::CWinApp(LPCTSTR lpszAppName) : m_pszAppName(lpszAppName), m_hInstance(nullptr)
 {
     if (moduleApp == nullptr)

@@ -30,18 +30,78 @@
 #define VERIFY(condition) ((void)(condition))
 #endif
 
+/// Marks a handler of messages.
+#define afx_msg
+
+class CObject;
+
+/// What is known of a class while the program runs; each class that uses #DECLARE_DYNAMIC has one.
+struct AFX_API CRuntimeClass
+{
+    LPCSTR m_lpszClassName;                       ///< the class's name
+    int m_nObjectSize;                            ///< the size of one of its objects in bytes
+    CRuntimeClass*(PASCAL* m_pfnGetBaseClass)();  ///< gives its base class; null for CObject
+
+    /// @return TRUE when the class is @p pBaseClass or derived from it.
+    BOOL IsDerivedFrom(const CRuntimeClass* pBaseClass) const;
+};
+
 /// The root of most classes of the framework; its descendants cannot be copied.
 class AFX_API CObject
 {
 public:
+    /// @return the class of the object: the most derived one that uses #DECLARE_DYNAMIC.
+    virtual CRuntimeClass* GetRuntimeClass() const;
+
     virtual ~CObject();
 
     CObject(const CObject&) = delete;
     CObject& operator=(const CObject&) = delete;
 
+    /// @return TRUE when the object is of this class or of one derived from it.
+    BOOL IsKindOf(const CRuntimeClass* pClass) const;
+
+    static CRuntimeClass* PASCAL GetThisClass();
+    static const CRuntimeClass classCObject;
+
 protected:
     CObject();
 };
+
+/// In the declaration of a class derived from CObject: the class is known at run time. Every class
+/// between it and CObject that is named as a base must be, too.
+#define DECLARE_DYNAMIC(class_name)                          \
+public:                                                      \
+    static const CRuntimeClass class##class_name;            \
+    static CRuntimeClass* PASCAL GetThisClass();             \
+    virtual CRuntimeClass* GetRuntimeClass() const override; \
+                                                             \
+private:                                                     \
+    static CRuntimeClass* PASCAL GetBaseClassOfThis();       \
+                                                             \
+public:
+
+/// The bodies that belong to #DECLARE_DYNAMIC, once, in a source file.
+// The base class is asked for by a function: where it is another module's, its address is no
+// constant, and the information could be used before it is set.
+#define IMPLEMENT_DYNAMIC(class_name, base_class_name)                                       \
+    CRuntimeClass* PASCAL class_name::GetBaseClassOfThis()                                   \
+    {                                                                                        \
+        return base_class_name::GetThisClass();                                              \
+    }                                                                                        \
+    const CRuntimeClass class_name::class##class_name = {                                    \
+        #class_name, static_cast<int>(sizeof(class_name)), &class_name::GetBaseClassOfThis}; \
+    CRuntimeClass* PASCAL class_name::GetThisClass()                                         \
+    {                                                                                        \
+        return RUNTIME_CLASS(class_name);                                                    \
+    }                                                                                        \
+    CRuntimeClass* class_name::GetRuntimeClass() const                                       \
+    {                                                                                        \
+        return GetThisClass();                                                               \
+    }
+
+/// The run-time information of a class that uses #DECLARE_DYNAMIC.
+#define RUNTIME_CLASS(class_name) (const_cast<CRuntimeClass*>(&class_name::class##class_name))
 
 /// The root of the framework's exceptions, which are thrown by pointer: `catch (CException* e)`,
 /// and the handler that lets it end there calls Delete().
@@ -275,4 +335,77 @@ protected:
 
 private:
     [[noreturn]] void ThrowLastError() const;
+};
+
+/// Finds files, one after another:
+///
+///     CFileFind finder;
+///     BOOL isMore = finder.FindFile(L"C:\\records\\*.avi");
+///     while (isMore)
+///     {
+///         isMore = finder.FindNextFile();
+///         Use(finder.GetFilePath());
+///     }
+///
+/// What a Get or Is member says is about the file that the last FindNextFile() has come to; before
+/// the first, texts are empty and everything else is 0.
+class AFX_API CFileFind : public CObject
+{
+public:
+    CFileFind();
+    ~CFileFind() override;
+
+    /// Begins a search; one that was under way is closed.
+    /// @param pstrName path and name, which may hold `*` and `?`; null: all of the current
+    /// directory.
+    /// @param dwUnused 0.
+    /// @return not 0 when there is a file; otherwise GetLastError() says why not.
+    virtual BOOL FindFile(LPCTSTR pstrName = nullptr, DWORD dwUnused = 0);
+
+    /// Comes to the next file; the first time after FindFile(), to the first.
+    /// @return not 0 when there are more files behind it; 0 when it is the last.
+    virtual BOOL FindNextFile();
+
+    /// Ends the search. Needed only before the object is used for something else than a new
+    /// search.
+    void Close();
+
+    /// @return the directory that is searched, as a full path.
+    virtual CString GetRoot() const;
+    /// @return the name with its extension.
+    virtual CString GetFileName() const;
+    /// @return the full path.
+    virtual CString GetFilePath() const;
+    /// @return the name without its extension.
+    virtual CString GetFileTitle() const;
+    /// @return the size in bytes.
+    ULONGLONG GetLength() const;
+
+    /// @return not 0 for the two entries that stand for the directory itself and the one above it.
+    virtual BOOL IsDots() const;
+    BOOL IsDirectory() const;
+    BOOL IsReadOnly() const;
+    BOOL IsHidden() const;
+    BOOL IsSystem() const;
+    BOOL IsArchived() const;
+    BOOL IsCompressed() const;
+    BOOL IsTemporary() const;
+    BOOL IsNormal() const;
+
+    /// @return not 0 when the file has one of the attributes of the mask.
+    virtual BOOL MatchesMask(DWORD dwMask) const;
+
+    // Each returns FALSE, and leaves the time alone, when no file has been come to.
+    virtual BOOL GetCreationTime(FILETIME* pTimeStamp) const;
+    virtual BOOL GetLastAccessTime(FILETIME* pTimeStamp) const;
+    virtual BOOL GetLastWriteTime(FILETIME* pTimeStamp) const;
+
+private:
+    BOOL GetTime(FILETIME WIN32_FIND_DATA::*pTime, FILETIME* pTimeStamp) const;
+
+    HANDLE m_hContext = INVALID_HANDLE_VALUE;
+    CString m_strRoot;
+    bool m_bHasFound = false;
+    WIN32_FIND_DATA m_found = {};
+    WIN32_FIND_DATA m_next = {};
 };
