@@ -34,9 +34,10 @@ void TakeOff(RECT& rect, int border)
 
 void FillBlack(const WindowDc& dc, const RECT& rect)
 {
-    if (dc)
+    // Made in two steps, which throw nothing: without a brush the ground stays as it is.
+    CBrush brush;
+    if (dc && brush.CreateSolidBrush(kBlack))
     {
-        CBrush brush(kBlack);
         FillRect(dc.Get(), &rect, brush);
     }
 }

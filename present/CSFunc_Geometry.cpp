@@ -2,6 +2,7 @@
 
 #include "CSFunc.h"
 #include "present/grid.h"
+#include "present/monitor_search.h"
 #include "present/window_rect.h"
 
 using namespace ostrel::present;
@@ -57,4 +58,21 @@ int CSFunc::s_F_n_GetScreenRectByID(unsigned long nID, CRect& rc)
     }
     rc = ToRect(*monitor);
     return 1;
+}
+
+void CSFunc::s_S_GetWndPlacedScreenRect(CWnd* pWnd, CRect& rc)
+{
+    RECT window = {};
+    std::optional<Edges> monitor;
+    if (pWnd != nullptr && GetWindowRect(pWnd->GetSafeHwnd(), &window))
+    {
+        monitor = FindMonitorOf(ToEdges(window), &ReadMonitor);
+    }
+    if (!monitor)
+    {
+        RECT desktop = {};
+        GetWindowRect(GetDesktopWindow(), &desktop);
+        monitor = ToEdges(desktop);
+    }
+    rc = ToRect(*monitor);
 }
