@@ -3,6 +3,7 @@
 /// header instead.
 #pragma once
 
+#include "CAviConvert.h"
 #include "CFileRW.h"
 #include "CHTTP.h"
 #include "CMemManage.h"
@@ -12,3 +13,6 @@
 #include "CShareMem.h"
 #include "CStdSocket.h"
 #include "CStdThread.h"
+#include "CWinAES.h"
+#include "CWinRSA.h"
+#include "CXmlObj.h"

@@ -39,6 +39,12 @@ int main()
                     "a picture is fitted");
     isGood &= Check(CRender::vs_nFccYV12 == 0x32315659u, "exported data is reached");
 
+    CWinAES aes;
+    CWinRSA rsa;
+    isGood &= Check(aes.m_F_n_Decrypt(y, 32) == 32 && rsa.m_F_n_Encrypt(y, 32) == 32 &&
+                        std::memcmp(rsa.m_F_p_GetEncBuf(), y, 32) == 0,
+                    "ciphers without a key leave bytes as they are");
+
     CPtrList list;
     try
     {
