@@ -13,6 +13,7 @@
 #include "CShareMem.h"
 #include "CStdSocket.h"
 #include "CStdThread.h"
+#include "CWaveOut.h"
 #include "CWinAES.h"
 #include "CWinRSA.h"
 #include "CXmlObj.h"
