@@ -1,0 +1,93 @@
+#include "CXmlObj.h"
+#include "xml/dom.h"
+
+using namespace ostrel::xml;
+
+namespace
+{
+
+/// Steps to the next node of a list; null at its end.
+CXmlObj::NodePtr NextNode(const CXmlObj::NodeListPtr& nodes)
+{
+    CXmlObj::NodePtr node;
+    Check(nodes->nextNode(&node), nodes);
+    return node;
+}
+
+}  // namespace
+
+int CXmlObj::m_F_n_GetChildKey(CStringW strKey, CStringList& list)
+{
+    if (strKey.IsEmpty())
+    {
+        return 0;
+    }
+    const ElementPtr element = m_F_p_FindNode(strKey, false);
+    NodeListPtr children;
+    if (element && SUCCEEDED(element->get_childNodes(&children)) && children)
+    {
+        for (NodePtr child = NextNode(children); child; child = NextNode(children))
+        {
+            list.AddTail(NodeName(child));
+        }
+    }
+    return static_cast<int>(list.GetCount());
+}
+
+int CXmlObj::m_F_n_SelectChildNodes(CStringW strKey)
+{
+    if (!vm_bOpen || strKey.IsEmpty())
+    {
+        return 0;
+    }
+    // Deliberate: selecting creates the path.
+    const ElementPtr element = m_F_p_FindNode(strKey, true);
+    if (!element)
+    {
+        return 0;
+    }
+    NodeListPtr children;
+    Check(element->selectNodes(Bstr(std::wstring_view(L"*")).Get(), &children), element);
+    vm_pSelection = children;
+    long count = 0;
+    return SUCCEEDED(vm_pSelection->get_length(&count)) ? count : 0;
+}
+
+int CXmlObj::m_F_n_GetSelectedChildItemAttr(int nIndex, CStringW strAttrName, CStringW& strValue,
+                                            CStringW& strTagName)
+{
+    strValue.Empty();
+    if (!vm_bOpen || nIndex < 0)
+    {
+        return 0;
+    }
+    long count = 0;
+    Check(vm_pSelection->get_length(&count), vm_pSelection);
+    // Deliberate: an index equal to the count passes, and fails on the node that is not there.
+    if (nIndex > count)
+    {
+        return 0;
+    }
+    NodePtr node;
+    Check(vm_pSelection->get_item(nIndex, &node), vm_pSelection);
+    const NodeMapPtr attributes = AttributesOf(node);
+    // Deliberate: the name goes through the ANSI code page.
+    strTagName = CStringA(NodeName(node));
+    const NodePtr attribute = FindAttribute(attributes, strAttrName);
+    if (!attribute)
+    {
+        return 0;
+    }
+    strValue = NodeValue(attribute);
+    return lstrlenW(strValue);
+}
+
+CXmlObj::NodeListPtr CXmlObj::m_S_SelectNodesByKey(CStringW strExpression)
+{
+    NodeListPtr nodes;
+    if (vm_bOpen)
+    {
+        Check(vm_pDoc->selectNodes(Expression(strExpression).Get(), &nodes), vm_pDoc);
+    }
+    return nodes;
+}
