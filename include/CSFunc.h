@@ -306,7 +306,7 @@ public:
     /// The day is walked in steps of one hour from local midnight on. On a day of 25 hours the
     /// steps are used up before its end is reached, so its end is 0, on purpose.
     /// @param pTz the zone; null: the machine's current one.
-    /// @param pDay year, month and day; its time of day is set to 0. Null does nothing.
+    /// @param pDay year, month and day; its time of day is set to 0. Null is no day.
     /// @param pHours the hour numbers are appended to it, a skipped one missing and a repeated one
     /// twice; null: they are not wanted.
     /// @param pStart receives the time value of the first hour; 0 when there is no such day. Null:

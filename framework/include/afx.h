@@ -376,8 +376,6 @@ public:
     virtual CString GetFileName() const;
     /// @return the full path.
     virtual CString GetFilePath() const;
-    /// @return the name without its extension.
-    virtual CString GetFileTitle() const;
     /// @return the size in bytes.
     ULONGLONG GetLength() const;
 
