@@ -171,7 +171,7 @@ int CStdThread::m_F_n_CloseThread(int nTimeoutMS)
         {
             WaitForSingleObject(vm_hThread, kWayOutWait);
         }
-        core::TerminateOutsideHeap(vm_hThread);
+        core::TerminateOutsideLocks(vm_hThread);
         ReportTermination(vm_hThread, nTimeoutMS);
         result = kTerminated;
     }

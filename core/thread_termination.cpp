@@ -11,6 +11,52 @@ namespace
 // A terminated thread may still run for a moment.
 constexpr DWORD kTerminationWait = 1000;
 
+// Milliseconds to wait for the loader: what is in there may itself be waiting for this thread.
+constexpr int kLoaderWait = 1000;
+
+template <typename Function>
+Function* FindInNtdll(const char* name)
+{
+    return reinterpret_cast<Function*>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), name)));
+}
+
+// No header declares what holds the loader; where it is missing, nothing is held.
+class LoaderHold
+{
+public:
+    LoaderHold()
+    {
+        using LockFunction = LONG NTAPI(ULONG flags, ULONG * disposition, ULONG_PTR * cookie);
+        constexpr ULONG kTryOnly = 2;
+        constexpr ULONG kAcquired = 1;
+        auto* const lock = FindInNtdll<LockFunction>("LdrLockLoaderLock");
+        ULONG disposition = 0;
+        for (int i = 0; i < kLoaderWait && lock != nullptr && !vm_bIsHeld; ++i)
+        {
+            vm_bIsHeld = lock(kTryOnly, &disposition, &vm_nCookie) == 0 && disposition == kAcquired;
+            if (!vm_bIsHeld)
+            {
+                Sleep(1);
+            }
+        }
+    }
+    ~LoaderHold()
+    {
+        using UnlockFunction = LONG NTAPI(ULONG flags, ULONG_PTR cookie);
+        if (vm_bIsHeld)
+        {
+            FindInNtdll<UnlockFunction>("LdrUnlockLoaderLock")(0, vm_nCookie);
+        }
+    }
+    LoaderHold(const LoaderHold&) = delete;
+    LoaderHold& operator=(const LoaderHold&) = delete;
+
+private:
+    bool vm_bIsHeld = false;
+    ULONG_PTR vm_nCookie = 0;
+};
+
 class HeapHold
 {
 public:
@@ -31,14 +77,16 @@ private:
 
 }  // namespace
 
-void TerminateOutsideHeap(HANDLE thread)
+void TerminateOutsideLocks(HANDLE thread)
 {
     if (GetThreadId(thread) == GetCurrentThreadId())
     {
-        // It would not come back to let the heap go.
+        // It would not come back to let anything go.
         TerminateThread(thread, 0);
         return;
     }
+    // In this order: the loader uses the heap.
+    const LoaderHold loader;
     const HeapHold platformHeap(GetProcessHeap());
     const HeapHold runtimeHeap(reinterpret_cast<HANDLE>(_get_heap_handle()));
     TerminateThread(thread, 0);
