@@ -31,14 +31,13 @@ void Advance(int& index, int count)
     index = static_cast<int>(static_cast<unsigned int>(index) + static_cast<unsigned int>(count));
 }
 
-void ReleaseAndForget(IAVIStream*& stream)
+template <typename Object>
+void ReleaseAndForget(Object*& object)
 {
-    AviStream(std::exchange(stream, nullptr)).reset();
-}
-
-void ReleaseAndForget(IAVIFile*& file)
-{
-    AviFile(std::exchange(file, nullptr)).reset();
+    if (object != nullptr)
+    {
+        ostrel::record::AviRelease()(std::exchange(object, nullptr));
+    }
 }
 
 // The subtitle file is a by-product: what fails there does not disturb the recording.
@@ -100,7 +99,6 @@ void OpenSubtitles(CFileRW& file, const std::wstring& name)
     IgnoringErrors(
         [&]
         {
-            file.m_S_Close();
             if (file.m_F_n_Open(CStringW(name.c_str()), emDef_Create) != 0)
             {
                 file.m_S_Write(kByteOrderMark, sizeof(kByteOrderMark));
@@ -286,9 +284,9 @@ void CAviConvert::m_S_WriteText(CStringW sText)
     {
         return;
     }
-    CStringA text(sText);
-    AVIStreamWrite(vm_pTextStream, vm_nTextIndex, 1, text.GetBuffer(), text.GetLength(),
-                   AVIIF_KEYFRAME, nullptr, nullptr);
+    const CStringA text(sText);
+    AVIStreamWrite(vm_pTextStream, vm_nTextIndex, 1, const_cast<char*>(text.GetString()),
+                   text.GetLength(), AVIIF_KEYFRAME, nullptr, nullptr);
     Advance(vm_nTextIndex, 1);
     m_S_CalNextTextTime();
     vm_nWriteSize += static_cast<unsigned int>(text.GetLength());

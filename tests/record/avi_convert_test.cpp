@@ -842,6 +842,27 @@ TEST_F(AviConvert, GoesOnWhenTheSubtitlesFindAFullDisk)
     EXPECT_EQ(Subtitles(), "\xFF\xFE" + Utf16(L"2\n00:00:01,000-->00:00:01,999\nagain\n\n"));
 }
 
+// What is written to some network drives fails only here.
+BOOL WINAPI CloseAndFail(HANDLE handle)
+{
+    CloseHandle(handle);
+    SetLastError(ERROR_DISK_FULL);
+    return FALSE;
+}
+
+TEST_F(AviConvert, ClosesSubtitlesWhoseEndIsLost)
+{
+    const ImportPatch<BOOL WINAPI(HANDLE)> full("CloseHandle", CloseAndFail);
+    ASSERT_TRUE(Open());
+    EXPECT_NO_THROW(recording->m_S_CloseAviFile());
+    EXPECT_EQ(recording->vm_cSrtFile.m_F_b_IsOpen(), 0);
+    EXPECT_EQ(log.liveObjects, 0);
+    ASSERT_TRUE(Open());
+    EXPECT_NO_THROW(ASSERT_TRUE(Open())) << "closes the first, too";
+    recording.reset();
+    EXPECT_NE(DeleteFileW((folder / "rec.srt").c_str()), FALSE);
+}
+
 TEST_F(AviConvert, AFullDiskLeavesNoHandleOpenAndLosesNoMemory)
 {
     const ImportPatch<BOOL WINAPI(HANDLE, const void*, DWORD, DWORD*, OVERLAPPED*)> full(
