@@ -1,10 +1,11 @@
 #!/usr/bin/env python3
 """Has the recorder write files through the stand-in, and ffprobe and ffmpeg read them.
 
-recording_system_test.py WORK-FOLDER COMMAND... (the recorder's, without its arguments)
+recording_system_test.py WORK-FOLDER RUN-UNDER-WINE RUN-WITH-STAND-IN RECORDER
 """
 import hashlib
 import json
+import os
 import pathlib
 import random
 import resource
@@ -14,8 +15,7 @@ import subprocess
 import sys
 import unittest
 
-WORK = pathlib.Path(sys.argv[1])
-RECORDER = sys.argv[2:]
+WORK, UNDER_WINE, WITH_STAND_IN, RECORDER = map(pathlib.Path, sys.argv[1:])
 PICTURES = 76  # the last one begins the fourth second
 LEFT_OUT = (3, 30, 31)
 BLOCK = 3200  # bytes of sound in a chunk
@@ -38,10 +38,10 @@ def make_material():
     (WORK / 'sound.pcm').write_bytes(random.Random(1).randbytes(40 * BLOCK))
 
 
-def record(name, code, *options, **limits):
+def record(name, code, *options, command=(WITH_STAND_IN, RECORDER), **limits):
     """The file, and what the recorder says of each stream: writes taken and failed."""
     path = WORK / name
-    result = run(*RECORDER, WORK, path, str(PICTURES), code, *options, **limits)
+    result = run(*command, WORK, path, str(PICTURES), code, *options, **limits)
     told = {}
     for line in result.stdout.decode().splitlines():
         stream, taken, _, failed, _ = line.split()
@@ -187,6 +187,21 @@ class FullDisk(unittest.TestCase):
         self.assertEqual(len(found), self.told['video'][0])
         self.assertEqual(len(packets(self.path, 2)), self.told['audio'][0])
         self.assertTrue(decoded_without_complaint(self.path))
+
+
+class WithoutTheStandIn(unittest.TestCase):
+    """Wine loads its own avifil32.dll unless it is told otherwise, even where the other lies."""
+
+    def test_wine_takes_no_more_than_the_first_sound(self):
+        record('with.avi', 'MJPG')
+        beside = RECORDER.parent.parent / 'wine' / RECORDER.name
+        self.assertTrue((beside.parent / 'avifil32.dll').exists())
+        for program in (RECORDER, beside):
+            with self.subTest(program=program):
+                environment = dict(os.environ, WINEPATH=f'Z:{RECORDER.parent}')
+                _, told = record('without.avi', 'MJPG', command=(UNDER_WINE, program),
+                                 env=environment)
+                self.assertEqual(told['audio'], (1, 29))
 
 
 if __name__ == '__main__':

@@ -88,8 +88,6 @@ struct Totals
 constexpr std::uint32_t kHeaderSize = 2048;
 constexpr std::uint32_t kChunkHeadSize = 8;
 constexpr std::uint32_t kIndexEntrySize = 16;
-// A chunk's id has two hexadecimal digits for the stream.
-constexpr std::size_t kMostStreams = 256;
 
 // Chunks begin at even offsets.
 constexpr std::uint64_t Padded(std::uint64_t size)
@@ -97,7 +95,9 @@ constexpr std::uint64_t Padded(std::uint64_t size)
     return size + size % 2;
 }
 
-// The id of a stream's chunks: 00dc, 01tx, 02wb. 0 when streams of its type cannot be stored.
+// The id of a stream's chunks: 00dc, 01tx, 02wb, with the stream's number in hexadecimal (the
+// headers have room for far fewer streams than two digits can tell). 0 when streams of its type
+// cannot be stored.
 std::uint32_t ChunkId(std::size_t streamNumber, const Stream& stream);
 
 Totals TotalsOf(const std::vector<Stream>& streams);

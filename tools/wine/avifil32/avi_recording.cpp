@@ -31,7 +31,7 @@ Result AviRecording::AddStream(const StreamHeader& header)
     }
     seconds_.reserve(streams_.size() + 1);
     streams_.push_back(stream);
-    if (!HeaderHasRoom(streams_) || streams_.size() > kMostStreams)
+    if (!HeaderHasRoom(streams_))
     {
         streams_.pop_back();
         return Result::kUnsupported;
