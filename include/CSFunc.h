@@ -263,16 +263,18 @@ public:
     static unsigned __int64 s_F_n_GetCurTm();
 
     /// Converts a calendar time in UTC to a time value.
-    /// @param stUtc its day of the week is not looked at.
-    /// @param nMS receives the time value. A time before 1970 or after the year 3000 is none: its
-    /// seconds count as -1, so the value is 2^64 - 1000 and the milliseconds.
+    /// @param stUtc its day of the week is not looked at. A field that is out of its range carries
+    /// over: month 13 is January of the next year.
+    /// @param nMS receives the time value. A time before 1970 or after the year 3000 has none: its
+    /// seconds count as -1, so that 2^64 - 1000 plus its milliseconds is received.
     static void s_S_ChangeTimeType(SYSTEMTIME stUtc, unsigned __int64& nMS);
 
     /// Converts a time value to a calendar time, milliseconds included.
     ///
-    /// After the year 3000 there is no calendar time: without a zone, @p st receives the day
-    /// 65535 of month 0 of the year 1899 and 65535 in the other fields; with a zone, it is left
-    /// alone. The milliseconds are set in either case.
+    /// Past the end of the year 3000, and the few hours behind it that the run-time allows for time
+    /// zones, there is no calendar time: then without a zone, @p st receives month 0 of the year
+    /// 1899 and 65535 in all other fields; with a zone, it is left alone. The milliseconds are set
+    /// in either case.
     /// @param st receives the time: UTC without a zone, local time with one.
     /// @param pTz the zone, or null for UTC.
     static void s_S_ChangeTimeType(unsigned __int64 nMS, SYSTEMTIME& st,

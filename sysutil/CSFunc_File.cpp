@@ -12,57 +12,58 @@ using ostrel::sysutil::LevelBelow;
 namespace
 {
 
-// No path of the platform has more characters, so nothing longer need be asked for: of a text with
-// millions of levels, that would take for ever.
+// No path of the platform has more characters.
 constexpr size_t kLongestPath = 32767;
 
-std::wstring_view ViewOf(const CStringW& path)
+// With the terminator that the platform needs.
+CStringW TextOf(std::wstring_view level)
 {
-    return path.GetString();
+    return CStringW(level.data(), static_cast<int>(level.size()));
 }
 
-DWORD AttributesOf(const CStringW& path, size_t level)
+/// @return the longest level that the platform may know, so that a text of millions of levels does
+/// not take for ever; empty when there is none.
+std::wstring_view PossiblePath(std::wstring_view path)
 {
-    return level > kLongestPath ? INVALID_FILE_ATTRIBUTES
-                                : GetFileAttributesW(path.Left(static_cast<int>(level)));
+    return path.size() <= kLongestPath ? path : path.substr(0, LevelAbove(path, kLongestPath + 1));
+}
+
+DWORD AttributesOf(std::wstring_view level)
+{
+    return GetFileAttributesW(TextOf(level));
 }
 
 /// @return 0 when none exists.
-size_t LastExistingLevel(const CStringW& path)
+size_t LastExistingLevel(std::wstring_view path)
 {
-    const std::wstring_view view = ViewOf(path);
-    size_t level = view.size();
-    while (level != 0 && AttributesOf(path, level) == INVALID_FILE_ATTRIBUTES)
+    size_t level = path.size();
+    while (level != 0 && AttributesOf(path.substr(0, level)) == INVALID_FILE_ATTRIBUTES)
     {
-        level = LevelAbove(view, level);
+        level = LevelAbove(path, level);
     }
     return level;
 }
 
-int CreateLevel(const CStringW& path, size_t level)
+int CreateLevel(std::wstring_view level)
 {
-    if (IsTakenForFileName(ViewOf(path).substr(0, level)))
+    if (IsTakenForFileName(level))
     {
         return 1;
     }
-    return level <= kLongestPath &&
-           CreateDirectoryW(path.Left(static_cast<int>(level)), nullptr) != FALSE;
+    return CreateDirectoryW(TextOf(level), nullptr) != FALSE;
 }
 
-int RemoveLevel(const CStringW& path, size_t level)
+int RemoveLevel(std::wstring_view level)
 {
-    // What stands for a drive is never removed. That of a missing directory has every bit set.
+    // What stands for a drive is never removed.
     constexpr size_t kDriveLength = 2;
-    const bool isDirectory = (AttributesOf(path, level) & FILE_ATTRIBUTE_DIRECTORY) != 0;
-    if (!isDirectory || level <= kDriveLength)
+    // The attributes of what is missing have every bit set.
+    const bool isDirectory = (AttributesOf(level) & FILE_ATTRIBUTE_DIRECTORY) != 0;
+    if (!isDirectory || level.size() <= kDriveLength)
     {
         return 1;
     }
-    if (level > kLongestPath)
-    {
-        return 0;
-    }
-    const CStringW directory = path.Left(static_cast<int>(level));
+    const CStringW directory = TextOf(level);
     SetFileAttributesW(directory, FILE_ATTRIBUTE_NORMAL);
     return RemoveDirectoryW(directory) != FALSE;
 }
@@ -93,30 +94,28 @@ void Enter(CStringW directory, const wchar_t* pattern, SearchStack& searches)
 
 int CSFunc::s_F_n_CreateDirectorys(CStringW sPath)
 {
-    const std::wstring_view path = ViewOf(sPath);
-    if (path.empty())
-    {
-        return 0;
-    }
+    const std::wstring_view path = sPath.GetString();
+    const std::wstring_view possible = PossiblePath(path);
     int result = 1;
-    for (size_t level = LastExistingLevel(sPath); level < path.size();)
+    for (size_t level = LastExistingLevel(possible); level < possible.size();)
     {
-        level = LevelBelow(path, level);
-        result = CreateLevel(sPath, level);
+        level = LevelBelow(possible, level);
+        result = CreateLevel(possible.substr(0, level));
     }
-    return result;
+    // A path that is empty or too long cannot be created, but it can be taken for a file's.
+    return possible.empty() || possible.size() < path.size() ? IsTakenForFileName(path) : result;
 }
 
 int CSFunc::s_F_n_RemoveDirectorys(CStringW sPath)
 {
-    const std::wstring_view path = ViewOf(sPath);
-    int result = 1;
-    size_t level = path.size();
-    do
+    const std::wstring_view path = sPath.GetString();
+    std::wstring_view level = PossiblePath(path);
+    // What is too long is a directory that is missing, and cannot be removed.
+    int result = level.empty() && !path.empty() ? 0 : 1;
+    for (; !level.empty(); level = level.substr(0, LevelAbove(level, level.size())))
     {
-        result = RemoveLevel(sPath, level);
-        level = LevelAbove(path, level);
-    } while (level != 0);
+        result = RemoveLevel(level);
+    }
     return result;
 }
 
