@@ -1,5 +1,7 @@
 #include "camera.h"
 
+#include <utility>
+
 namespace
 {
 constexpr int kTimeOut = 3000;  // milliseconds, for the connection and for each wait for data
@@ -11,7 +13,7 @@ static_assert(sizeof(CHTTP::m_szHost) == CameraUrl::kLongestName + 1 &&
               "an address that was accepted fits into the HTTP client");
 }  // namespace
 
-Camera::Camera(const CameraUrl& url) : url_(url)
+Camera::Camera(const CameraUrl& url, Reader reader) : url_(url), reader_(std::move(reader))
 {
     http_.m_S_Init(url.host.c_str(), url.user.c_str(), url.password.c_str(), url.port);
     // After m_S_Init(), which clears the callback.
@@ -41,9 +43,13 @@ int Camera::StartFetch(HWND window, UINT message)
 }
 
 // Runs on the worker's thread.
-int Camera::OnFinished(int, __int64 self, __int64 number)
+int Camera::OnFinished(int code, __int64 self, __int64 number)
 {
-    const Camera& camera = *reinterpret_cast<const Camera*>(self);
+    Camera& camera = *reinterpret_cast<Camera*>(self);
+    if (code > 0 && camera.http_.m_memData.m_F_n_GetMemSize() >= static_cast<unsigned>(code))
+    {
+        camera.reader_(camera.http_.m_memData.m_F_p_GetMemPoint(), code);
+    }
     PostMessageW(camera.window_, camera.message_, static_cast<WPARAM>(number), 0);
     return 0;
 }

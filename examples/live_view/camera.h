@@ -3,6 +3,7 @@
 
 #include <CHTTP.h>
 
+#include <functional>
 #include <string>
 
 #include "camera_url.h"
@@ -10,7 +11,11 @@
 class Camera
 {
 public:
-    explicit Camera(const CameraUrl& url);
+    // Called with each picture that is fetched in the background, on the worker's thread, before
+    // the fetch has ended. Fewer bytes than `length` may have arrived; all of them can be read.
+    using Reader = std::function<void(unsigned char* picture, int length)>;
+
+    Camera(const CameraUrl& url, Reader reader);
 
     // Fetches one picture and waits for it. Returns its length in bytes, or one of the HTTP
     // client's negative codes.
@@ -38,6 +43,7 @@ private:
     static int OnFinished(int code, __int64 self, __int64 number);
 
     CameraUrl url_;
+    Reader reader_;
     CHTTP http_;
     HWND window_ = nullptr;
     UINT message_ = 0;

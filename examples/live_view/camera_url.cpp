@@ -61,10 +61,6 @@ void ParseCredentials(const std::string& text, CameraUrl& url)
     {
         url.password = PercentDecoded(text.substr(colon + 1));
     }
-    if (url.user.find(':') != std::string::npos)
-    {
-        Refuse("a user name cannot hold a colon in Basic authentication");
-    }
 }
 
 void ParseHostAndPort(const std::string& text, CameraUrl& url)
@@ -79,10 +75,6 @@ void ParseHostAndPort(const std::string& text, CameraUrl& url)
     {
         url.port = ParsePort(text.substr(colon + 1));
     }
-    if (url.host.empty())
-    {
-        Refuse("it names no host");
-    }
 }
 
 void CheckLength(const char* what, const std::string& text, std::size_t longest)
@@ -95,6 +87,35 @@ void CheckLength(const char* what, const std::string& text, std::size_t longest)
 }
 }  // namespace
 
+void CameraUrl::Check() const
+{
+    const std::string visible = host + path;
+    if (!std::all_of(visible.begin(), visible.end(), IsVisible))
+    {
+        Refuse("host or path hold a blank or a control character");
+    }
+    if (user.find(':') != std::string::npos)
+    {
+        Refuse("a user name cannot hold a colon in Basic authentication");
+    }
+    if (host.empty())
+    {
+        Refuse("it names no host");
+    }
+    if (path.empty())
+    {
+        Refuse("the path is empty");
+    }
+    if (port < 1 || port > 65535)
+    {
+        Refuse("the port is not a number from 1 to 65535");
+    }
+    CheckLength("host name", host, kLongestName);
+    CheckLength("user name", user, kLongestName);
+    CheckLength("password", password, kLongestName);
+    CheckLength("path", path, kLongestPath);
+}
+
 std::string CameraUrl::WithoutPassword() const
 {
     return "http://" + (user.empty() ? "" : user + "@") + host + ":" + std::to_string(port) + "/" +
@@ -103,17 +124,9 @@ std::string CameraUrl::WithoutPassword() const
 
 CameraUrl CameraUrl::WithPath(const std::string& otherPath) const
 {
-    if (!std::all_of(otherPath.begin(), otherPath.end(), IsVisible))
-    {
-        Refuse("the path holds a blank or a control character");
-    }
     CameraUrl other = *this;
     other.path = otherPath.substr(otherPath.compare(0, 1, "/") == 0 ? 1 : 0);
-    if (other.path.empty())
-    {
-        Refuse("the path is empty");
-    }
-    CheckLength("path", other.path, kLongestPath);
+    other.Check();
     return other;
 }
 
@@ -148,10 +161,6 @@ CameraUrl ParseCameraUrl(const std::string& text)
         ParseCredentials(authority.substr(0, at), url);
     }
     ParseHostAndPort(at == std::string::npos ? authority : authority.substr(at + 1), url);
-
-    CheckLength("host name", url.host, CameraUrl::kLongestName);
-    CheckLength("user name", url.user, CameraUrl::kLongestName);
-    CheckLength("password", url.password, CameraUrl::kLongestName);
-    CheckLength("path", url.path, CameraUrl::kLongestPath);
+    url.Check();
     return url;
 }

@@ -20,6 +20,10 @@ struct CameraUrl
     // std::invalid_argument, whose text tells the user what is wrong with the path.
     CameraUrl WithPath(const std::string& otherPath) const;
 
+    // Throws std::invalid_argument, whose text tells the user what is wrong, when this is no
+    // address that the client could use.
+    void Check() const;
+
     // For titles, logs and summaries.
     std::string WithoutPassword() const;
 };

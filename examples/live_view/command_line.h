@@ -11,10 +11,16 @@ struct Options
     bool useGdi = false;
     int seconds = 0;  // 0: until the window is closed
     int framesPerSecond = 25;
+    int gridRows = 1;
+    int gridColumns = 1;
+    bool sound = false;
+    bool embedded = false;     // even where the cameras file names others
+    std::wstring camerasFile;  // empty: the user's own
+    std::wstring recordFile;
     bool stream = false;
     std::optional<std::string> streamPath;  // without: the embedded camera's
     std::wstring screenshotFile;
-    std::wstring snapshotFile;
+    std::wstring snapshotFolder;
     std::wstring summaryFile;
 };
 

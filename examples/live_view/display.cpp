@@ -1,6 +1,6 @@
 #include "display.h"
 
-bool Display::Draw(Picture& picture, const RECT& area)
+bool Display::Draw(Picture& picture)
 {
     BITMAPINFOHEADER header = {};
     header.biSize = sizeof header;
@@ -18,18 +18,8 @@ bool Display::Draw(Picture& picture, const RECT& area)
     // last line twice.
     info.rcSource = {0, 0, picture.width, picture.heldHeight};
     info.bUseDD7 = !useGdi_;
-    // The renderer itself fits a picture only into the whole client area, for which the rectangle
-    // is empty. Either way there are black bars where the shapes differ.
-    info.rcShow = IsRectEmpty(&area) ? RECT{} : FittedInto(area, info.rcSource);
     info.bFillWnd = false;
     return render_.m_F_b_DrawPicture(info);
-}
-
-RECT Display::FittedInto(const RECT& area, const RECT& picture)
-{
-    CRect fitted(area);
-    render_.m_F_n_CalShowRect(CRect(picture), fitted);
-    return fitted;
 }
 
 const char* Display::Path() const

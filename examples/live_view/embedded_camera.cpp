@@ -96,9 +96,15 @@ std::string MakeEvent(int number)
                                         ", \"celsius\": " + std::to_string(20 + tenths / 10) + "." +
                                         std::to_string(tenths % 10) + "}");
 }
+
+const std::vector<std::string>& Pictures()
+{
+    static const std::vector<std::string> pictures = MakeTestPictures(50);
+    return pictures;
+}
 }  // namespace
 
-EmbeddedCamera::EmbeddedCamera() : pictures_(MakeTestPictures(50))
+EmbeddedCamera::EmbeddedCamera() : pictures_(Pictures())
 {
     Listen();
     thread_ = std::thread([this] { Run(); });

@@ -33,7 +33,7 @@ private:
     void AnswerWithEvents(SOCKET connection);
     void SendEventWhenDue();
 
-    std::vector<std::string> pictures_;
+    const std::vector<std::string>& pictures_;  // the same for all cameras
     std::size_t next_ = 0;
     SOCKET listener_ = INVALID_SOCKET;
     int port_ = 0;

@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <cwchar>
 #include <iterator>
-#include <stdexcept>
+
+#include "local_time.h"
 
 namespace
 {
@@ -28,8 +29,7 @@ std::wstring Utf16(const std::string& text)
 
 std::wstring TimeOfDay()
 {
-    SYSTEMTIME now = {};
-    GetLocalTime(&now);
+    const SYSTEMTIME now = LocalTime();
     wchar_t text[16];
     swprintf(text, std::size(text), L"%02u:%02u:%02u  ", static_cast<unsigned>(now.wHour),
              static_cast<unsigned>(now.wMinute), static_cast<unsigned>(now.wSecond));
@@ -48,52 +48,23 @@ void DrawWrapped(HDC dc, const std::wstring& text, COLORREF colour, RECT& area)
 }
 }  // namespace
 
-EventPanel::EventPanel(HWND owner) : owner_(owner)
+EventPanel::EventPanel(HWND owner) : window_(owner, kClassName, &EventPanel::Procedure, this)
 {
-    WNDCLASSW windowClass = {};
-    windowClass.style = CS_HREDRAW | CS_VREDRAW;
-    windowClass.lpfnWndProc = &EventPanel::Procedure;
-    windowClass.hInstance = GetModuleHandleW(nullptr);
-    windowClass.hCursor = LoadCursor(nullptr, IDC_ARROW);
-    windowClass.lpszClassName = kClassName;
-    RegisterClassW(&windowClass);
-
-    window_ = CreateWindowExW(WS_EX_NOACTIVATE | WS_EX_TOOLWINDOW, kClassName, L"", WS_POPUP, 0, 0,
-                              0, 0, owner, nullptr, windowClass.hInstance, nullptr);
-    if (window_ == nullptr)
-    {
-        throw std::runtime_error("the panel for the events cannot be opened");
-    }
-    SetWindowLongPtrW(window_, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
     Place();
-    ShowWindow(window_, SW_SHOWNOACTIVATE);
-}
-
-EventPanel::~EventPanel()
-{
-    // The owner takes it along when it is destroyed first.
-    if (IsWindow(window_))
-    {
-        SetWindowLongPtrW(window_, GWLP_USERDATA, 0);
-        DestroyWindow(window_);
-    }
 }
 
 void EventPanel::Place()
 {
-    RECT client = {};
-    GetClientRect(owner_, &client);
-    const RECT beside = Beside();
-    POINT corner = {beside.right, 0};
-    ClientToScreen(owner_, &corner);
-    SetWindowPos(window_, nullptr, corner.x, corner.y, client.right - beside.right, client.bottom,
-                 SWP_NOACTIVATE | SWP_NOZORDER);
+    RECT area = {};
+    GetClientRect(window_.Owner(), &area);
+    area.left = Beside().right;
+    window_.Place(area);
 }
 
 RECT EventPanel::Beside() const
 {
     RECT client = {};
-    GetClientRect(owner_, &client);
+    GetClientRect(window_.Owner(), &client);
     // However narrow the window is, half of it is for the picture.
     client.right -= std::min<LONG>(kWidth, client.right / 2);
     return client;
@@ -103,13 +74,13 @@ void EventPanel::Add(const std::string& text, bool isMarked)
 {
     lines_.push_front({TimeOfDay() + Utf16(text), isMarked});
     lines_.resize(std::min(lines_.size(), kMostLines));
-    InvalidateRect(window_, nullptr, FALSE);
+    InvalidateRect(window_.Handle(), nullptr, FALSE);
 }
 
 void EventPanel::Paint(HDC dc) const
 {
     RECT area = {};
-    GetClientRect(window_, &area);
+    GetClientRect(window_.Handle(), &area);
     const HBRUSH background = CreateSolidBrush(kBackground);
     FillRect(dc, &area, background);
     DeleteObject(background);
@@ -131,8 +102,7 @@ void EventPanel::Paint(HDC dc) const
 
 LRESULT CALLBACK EventPanel::Procedure(HWND window, UINT message, WPARAM first, LPARAM second)
 {
-    const auto* const self =
-        reinterpret_cast<const EventPanel*>(GetWindowLongPtrW(window, GWLP_USERDATA));
+    const auto* const self = static_cast<const EventPanel*>(OwnedWindow::SelfOf(window));
     if (self == nullptr || message != WM_PAINT)
     {
         return DefWindowProcW(window, message, first, second);

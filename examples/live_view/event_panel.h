@@ -6,16 +6,13 @@
 #include <deque>
 #include <string>
 
-// A window of its own, not a child: where DirectDraw is emulated, as under Wine, its pictures may
-// cover the children of the window that they are drawn into.
+#include "owned_window.h"
+
 class EventPanel
 {
 public:
     // Throws std::runtime_error when there can be no window.
     explicit EventPanel(HWND owner);
-    ~EventPanel();
-    EventPanel(const EventPanel&) = delete;
-    EventPanel& operator=(const EventPanel&) = delete;
 
     // Follows the owner, wherever it has gone.
     void Place();
@@ -37,7 +34,6 @@ private:
     static LRESULT CALLBACK Procedure(HWND window, UINT message, WPARAM first, LPARAM second);
     void Paint(HDC dc) const;
 
-    HWND owner_;
-    HWND window_ = nullptr;
+    OwnedWindow window_;
     std::deque<Line> lines_;  // the newest first
 };

@@ -1,27 +1,41 @@
 #include "live_view.h"
 
-#include <algorithm>
+#include <CSFunc.h>
+
 #include <cstdio>
+#include <numeric>
 #include <stdexcept>
 
 #include "capture.h"
+#include "snapshots.h"
 
 namespace
 {
-constexpr UINT kFetchEnded = WM_APP;
 constexpr double kReportEvery = 1000;  // milliseconds
-constexpr double kRetryAfter = 1000;   // milliseconds, while the camera fails
+
+int FramesOf(const Feeds& feeds)
+{
+    return std::accumulate(feeds.begin(), feeds.end(), 0,
+                           [](int sum, const auto& feed) { return sum + feed->statistics.frames; });
+}
 }  // namespace
 
-LiveView::LiveView(Camera& camera, const std::string& name, const Options& options,
-                   Statistics& statistics)
-    : camera_(camera),
-      name_(name),
-      options_(options),
-      statistics_(statistics),
-      window_(*this),
-      display_(window_.Handle(), options.useGdi)
+LiveView::LiveView(Feeds& feeds, const Options& options, const std::optional<RECT>& place)
+    : feeds_(feeds), options_(options), window_(*this, place)
 {
+    for (const auto& feed : feeds_)
+    {
+        panes_.push_back(std::make_unique<Pane>(window_.Handle(), *feed, options_.useGdi,
+                                                options_.framesPerSecond));
+    }
+    if (options_.sound)
+    {
+        speaker_.emplace(window_.Handle());
+    }
+    if (!options_.recordFile.empty())
+    {
+        recorder_.emplace(options_.recordFile, *feeds_.front(), options_.framesPerSecond);
+    }
 }
 
 void LiveView::FollowEvents(const CameraUrl& url)
@@ -30,63 +44,58 @@ void LiveView::FollowEvents(const CameraUrl& url)
     stream_.emplace(url);
 }
 
-void LiveView::Run(CMemManage& first, int length)
+void LiveView::Run()
 {
     runTime_.Lap();
     nextReport_ = kReportEvery;
-    nextFetch_ = 1000.0 / options_.framesPerSecond;
-    Show(first, length);
+    OnPlaced();
+    for (const auto& pane : panes_)
+    {
+        pane->Show();
+    }
     window_.RunMessageLoop();
     stream_.reset();
-    if (!screenshotError_.empty())
+    if (!error_.empty())
     {
-        throw std::runtime_error(screenshotError_);
-    }
-}
-
-void LiveView::OnPosted(UINT, WPARAM number)
-{
-    // A message may come late, when the timer has already noticed the fetch's end.
-    if (static_cast<int>(number) == fetching_)
-    {
-        EndFetch();
-        OnTimer();
+        throw std::runtime_error(error_);
     }
 }
 
 void LiveView::OnPlaced()
 {
+    if (IsIconic(window_.Handle()))
+    {
+        return;  // its parts went with it
+    }
+    RECT area = {};
+    GetClientRect(window_.Handle(), &area);
     if (panel_)
     {
         panel_->Place();
+        area = panel_->Beside();
     }
-}
-
-void LiveView::OnPaint()
-{
-    Draw();
-}
-
-bool LiveView::Draw()
-{
-    return display_.Draw(picture_, panel_ ? panel_->Beside() : RECT{});
+    std::vector<CRect> cells(static_cast<std::size_t>(options_.gridRows) * options_.gridColumns);
+    CSFunc::s_S_CalWndRect(options_.gridRows, options_.gridColumns, cells.data(), CRect(area));
+    for (std::size_t i = 0; i < panes_.size() && i < cells.size(); ++i)
+    {
+        panes_[i]->Place(cells[i]);
+    }
 }
 
 void LiveView::OnTimer()
 {
-    // A camera that cannot be reached ends a fetch without a message.
-    if (fetching_ != 0 && camera_.HasEnded())
+    for (const auto& pane : panes_)
     {
-        EndFetch();
+        pane->Tick();
     }
-    if (fetching_ == 0 && runTime_.Elapsed() >= nextFetch_)
+    if (recorder_)
     {
-        StartFetch();
+        recorder_->WriteUntil(runTime_.Elapsed());
     }
     ShowNews();
     if (runTime_.Elapsed() >= nextReport_)
     {
-        Report();
+        ReportOnConsole();
     }
     if (options_.seconds > 0 && runTime_.Elapsed() >= options_.seconds * 1000.0)
     {
@@ -94,62 +103,12 @@ void LiveView::OnTimer()
     }
 }
 
-void LiveView::StartFetch()
+void LiveView::OnKey(WPARAM key)
 {
-    const double interval = 1000.0 / options_.framesPerSecond;
-    // Keeps the pace over a late tick, and does not make up for a longer pause.
-    nextFetch_ = std::max(nextFetch_ + interval, runTime_.Elapsed());
-    fetchTime_.Lap();
-    fetching_ = camera_.StartFetch(window_.Handle(), kFetchEnded);
-    if (fetching_ == 0)
+    if (key == 'S' && !options_.snapshotFolder.empty())
     {
-        trouble_ = "fetch not started";
-        statistics_.AddFailure(trouble_);
+        SaveSnapshots();
     }
-}
-
-void LiveView::EndFetch()
-{
-    fetching_ = 0;
-    const double elapsed = fetchTime_.Elapsed();
-    const int length = camera_.EndFetch();
-    if (length < 0)
-    {
-        trouble_ = Camera::Describe(length);
-        statistics_.AddFailure(trouble_);
-        nextFetch_ = runTime_.Elapsed() + kRetryAfter;
-        return;
-    }
-    statistics_.Add(Stage::Fetch, elapsed);
-    Show(camera_.Picture(), length);
-}
-
-void LiveView::Show(CMemManage& jpeg, int length)
-{
-    statistics_.bytes += length;
-    unsigned char* const bytes = jpeg.m_F_p_GetMemPoint();
-    trouble_ = Camera::IsCutShort(jpeg, length) ? "picture cut short"
-                                                : picture_.Load(bytes, length, statistics_);
-    if (trouble_.empty() && IsIconic(window_.Handle()))
-    {
-        return;  // there is nothing to draw into
-    }
-    if (trouble_.empty())
-    {
-        Stopwatch watch;
-        if (Draw())
-        {
-            statistics_.Add(Stage::Draw, watch.Elapsed());
-            ++statistics_.frames;
-            statistics_.drawPath = display_.Path();
-            statistics_.width = picture_.width;
-            statistics_.height = picture_.height;
-            lastJpeg_.assign(bytes, bytes + length);
-            return;
-        }
-        trouble_ = "picture not drawn";
-    }
-    statistics_.AddFailure(trouble_);
 }
 
 void LiveView::ShowNews()
@@ -166,7 +125,7 @@ void LiveView::ShowNews()
             continue;
         }
         interruption_.clear();
-        ++statistics_.events;
+        ++feeds_.front()->statistics.events;
         std::printf("Event: %s\n", news.text.c_str());
         panel_->Add(news.text, false);
     }
@@ -175,7 +134,7 @@ void LiveView::ShowNews()
 
 void LiveView::ShowInterruption(const std::string& text)
 {
-    statistics_.AddInterruption(text);
+    feeds_.front()->statistics.AddInterruption(text);
     // Every try to open the stream again may end in the same way.
     if (text != interruption_)
     {
@@ -185,28 +144,73 @@ void LiveView::ShowInterruption(const std::string& text)
     }
 }
 
-void LiveView::Report()
+void LiveView::ReportOnConsole()
 {
     const double elapsed = runTime_.Elapsed() - (nextReport_ - kReportEvery);
     nextReport_ += elapsed;
+    const int frames = FramesOf(feeds_);
+    Statistics& first = feeds_.front()->statistics;
     char figures[200];
-    std::snprintf(figures, sizeof figures, "%dx%d, %.1f pictures/s, %s, ", statistics_.width,
-                  statistics_.height, (statistics_.frames - reportedFrames_) * 1000 / elapsed,
-                  statistics_.drawPath.c_str());
-    reportedFrames_ = statistics_.frames;
-    std::string line = figures + statistics_.TakeStageLine();
-    if (!trouble_.empty())
+    std::snprintf(figures, sizeof figures, "%dx%d, %.1f pictures/s, %s, ", first.width,
+                  first.height, (frames - reportedFrames_) * 1000 / elapsed,
+                  first.drawPath.c_str());
+    reportedFrames_ = frames;
+    std::string line = figures + first.TakeStageLine();
+    for (const auto& feed : feeds_)
     {
-        line += " - " + trouble_;
+        if (!feed->Trouble().empty())
+        {
+            line += " - " + feed->Name() + ": " + feed->Trouble();
+        }
     }
     std::printf("%s\n", line.c_str());
     std::fflush(stdout);
-    SetWindowTextA(window_.Handle(), (name_ + " - " + line).c_str());
+    SetWindowTextA(window_.Handle(), (Title() + " - " + line).c_str());
+}
+
+std::string LiveView::Title() const
+{
+    const std::string first = feeds_.front()->Name();
+    return feeds_.size() == 1 ? first : std::to_string(feeds_.size()) + " cameras";
+}
+
+void LiveView::SaveSnapshots()
+{
+    for (const auto& feed : feeds_)
+    {
+        if (feed->statistics.frames == 0)
+        {
+            continue;
+        }
+        try
+        {
+            const std::string file = SaveSnapshot(options_.snapshotFolder, *feed);
+            std::printf("Snapshot: %s\n", file.c_str());
+        }
+        catch (const std::exception& error)
+        {
+            error_ = error.what();
+        }
+    }
+    std::fflush(stdout);
 }
 
 void LiveView::OnClose()
 {
-    statistics_.seconds = runTime_.Elapsed() / 1000;
+    const double elapsed = runTime_.Elapsed();
+    for (const auto& feed : feeds_)
+    {
+        feed->statistics.seconds = elapsed / 1000;
+    }
+    if (recorder_)
+    {
+        recorder_->Close();
+    }
+    place_ = window_.Place();
+    if (!options_.snapshotFolder.empty())
+    {
+        SaveSnapshots();
+    }
     if (!options_.screenshotFile.empty())
     {
         try
@@ -215,8 +219,13 @@ void LiveView::OnClose()
         }
         catch (const std::exception& error)
         {
-            screenshotError_ = error.what();
+            error_ = error.what();
         }
     }
     DestroyWindow(window_.Handle());
+}
+
+std::string LiveView::Report()
+{
+    return (speaker_ ? speaker_->Report() : "") + (recorder_ ? recorder_->Report() : "");
 }

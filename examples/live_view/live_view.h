@@ -1,70 +1,67 @@
-// The live picture: fetches, shows, reports.
+// The live picture: fetches, shows, sounds, records, reports.
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "camera.h"
 #include "command_line.h"
-#include "display.h"
 #include "event_panel.h"
 #include "event_stream.h"
-#include "picture.h"
+#include "feed.h"
+#include "pane.h"
+#include "recorder.h"
+#include "speaker.h"
 #include "statistics.h"
 #include "view_window.h"
+
+using Feeds = std::vector<std::unique_ptr<Feed>>;
 
 class LiveView : private ViewWindow::Events
 {
 public:
-    // All of them outlive the view. Throws std::runtime_error when there can be no window.
-    LiveView(Camera& camera, const std::string& name, const Options& options,
-             Statistics& statistics);
+    // Both outlive the view. The window opens where it was when it was closed last, if that is
+    // known. Throws std::runtime_error when there can be no window, sound or recording.
+    LiveView(Feeds& feeds, const Options& options, const std::optional<RECT>& place);
 
     // Shows the events from this address, too. Before Run().
     void FollowEvents(const CameraUrl& url);
 
-    // Shows the first picture, and fetches and shows more until the window is closed or the time is
-    // over; then takes the screenshot that was asked for. Throws std::runtime_error when that
-    // cannot be written.
-    void Run(CMemManage& first, int length);
+    // Shows the first pictures, and fetches and shows more until the window is closed or the time
+    // is over; then takes the screenshot and the snapshots that were asked for. Throws
+    // std::runtime_error when those cannot be written.
+    void Run();
 
-    // The last picture that was shown, as it was received.
-    const std::vector<unsigned char>& LastJpeg() const { return lastJpeg_; }
+    // Where the window was at the end.
+    const RECT& Place() const { return place_; }
+
+    // How the sound and the recording went, in lines for the summary.
+    std::string Report();
 
 private:
     void OnTimer() override;
-    void OnPosted(UINT message, WPARAM number) override;
     void OnPlaced() override;
-    void OnPaint() override;
+    void OnKey(WPARAM key) override;
     void OnClose() override;
 
-    void StartFetch();
-    void EndFetch();
-    void Show(CMemManage& jpeg, int length);
-    bool Draw();
+    std::string Title() const;
     void ShowNews();
     void ShowInterruption(const std::string& text);
-    void Report();
+    void ReportOnConsole();
+    void SaveSnapshots();
 
-    Camera& camera_;
-    const std::string name_;
+    Feeds& feeds_;
     const Options& options_;
-    Statistics& statistics_;
-
     ViewWindow window_;
-    Display display_;
-    Picture picture_;
-    std::vector<unsigned char> lastJpeg_;
-
-    int fetching_ = 0;  // number of the fetch that is under way, or 0
-    Stopwatch fetchTime_;
+    std::vector<std::unique_ptr<Pane>> panes_;
+    std::optional<Speaker> speaker_;
+    std::optional<Recorder> recorder_;
+    RECT place_ = {};
     Stopwatch runTime_;
-    double nextFetch_ = 0;  // both in milliseconds of runTime_
-    double nextReport_ = 0;
+    double nextReport_ = 0;  // in milliseconds of runTime_
     int reportedFrames_ = 0;
-    std::string trouble_;  // what went wrong with the last picture, or empty
-    std::string screenshotError_;
+    std::string error_;  // why something that was asked for could not be written, or empty
 
     // Only with events.
     std::optional<EventPanel> panel_;

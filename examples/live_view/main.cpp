@@ -1,18 +1,20 @@
-// live_view: shows a camera's snapshots as a live picture, with Lib_Ostrel.
+// live_view: shows cameras' snapshots as live pictures, with Lib_Ostrel.
 #include <CHTTP.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <stdexcept>
 
-#include "camera.h"
+#include "camera_book.h"
 #include "capture.h"
 #include "command_line.h"
 #include "embedded_camera.h"
 #include "gdiplus_session.h"
 #include "live_view.h"
-#include "statistics.h"
+#include "processor_time.h"
 
 namespace
 {
@@ -23,60 +25,143 @@ enum ExitCode
     kBadCommandLine = 2
 };
 
-void WatchCamera(const CameraUrl& url, const std::optional<CameraUrl>& events,
-                 const Options& options, Statistics& statistics)
+KnownCamera MakeEmbedded(std::size_t index)
 {
-    const std::string name = url.WithoutPassword();
-    std::printf("Camera: %s\n", name.c_str());
-    std::fflush(stdout);
+    KnownCamera camera;
+    camera.name = "Camera " + std::to_string(index + 1);
+    camera.isEmbedded = true;
+    return camera;
+}
 
-    // The first picture is fetched directly: before there is a window, nothing else is to be done,
-    // and it tells at once whether the camera can be reached and lets this user in.
-    Camera camera(url);
-    CMemManage first;
-    Stopwatch watch;
-    const int length = camera.FetchNow(first);
-    if (length < 0)
+// What the file names, changed by what the command line asks for.
+CameraBook OpenBook(const std::wstring& file, const Options& options)
+{
+    CameraBook book = CameraBook::Load(file).value_or(CameraBook{});
+    if (!options.url.empty())
     {
-        statistics.AddFailure(Camera::Describe(length));
-        throw std::runtime_error(Camera::Describe(length));
+        KnownCamera camera;
+        camera.url = ParseCameraUrl(options.url);
+        camera.name = camera.url.host;
+        book.cameras = {camera};
     }
-    statistics.Add(Stage::Fetch, watch.Elapsed());
+    const std::size_t panes = static_cast<std::size_t>(options.gridRows) * options.gridColumns;
+    const auto isEmbedded = [](const KnownCamera& camera) { return camera.isEmbedded; };
+    if (options.embedded || std::all_of(book.cameras.begin(), book.cameras.end(), isEmbedded))
+    {
+        book.cameras.clear();
+        while (book.cameras.size() < panes)
+        {
+            book.cameras.push_back(MakeEmbedded(book.cameras.size()));
+        }
+    }
+    return book;
+}
 
-    LiveView view(camera, name, options, statistics);
+// The embedded cameras that the book names, and their addresses in it.
+std::vector<std::unique_ptr<EmbeddedCamera>> StartEmbedded(std::vector<KnownCamera>& cameras)
+{
+    std::vector<std::unique_ptr<EmbeddedCamera>> embedded;
+    for (KnownCamera& camera : cameras)
+    {
+        if (camera.isEmbedded)
+        {
+            embedded.push_back(std::make_unique<EmbeddedCamera>());
+            camera.url = ParseCameraUrl(embedded.back()->Url());
+        }
+    }
+    return embedded;
+}
+
+// The first pictures are fetched directly: before there is a window, nothing else is to be done,
+// and it tells at once which cameras can be reached and let this user in.
+void FetchFirst(Feeds& feeds)
+{
+    std::string trouble;
+    for (const auto& feed : feeds)
+    {
+        try
+        {
+            feed->FetchNow();
+        }
+        catch (const std::runtime_error& error)
+        {
+            std::fprintf(stderr, "live_view: %s: %s\n", feed->Name().c_str(), error.what());
+            trouble = error.what();
+        }
+    }
+    const bool hasAny = std::any_of(feeds.begin(), feeds.end(),
+                                    [](const auto& feed) { return feed->Number() >= 0; });
+    if (!hasAny)
+    {
+        throw std::runtime_error(trouble);
+    }
+}
+
+std::string Watch(Feeds& feeds, const std::optional<CameraUrl>& events, const Options& options,
+                  CameraBook& book)
+{
+    FetchFirst(feeds);
+    LiveView view(feeds, options, book.window);
     if (events)
     {
         view.FollowEvents(*events);
     }
-    view.Run(first, length);
-    if (!options.snapshotFile.empty() && statistics.frames > 0)
+    view.Run();
+    book.window = view.Place();
+    return view.Report();
+}
+
+std::string Summary(const Feeds& feeds, const std::vector<KnownCamera>& cameras)
+{
+    std::string summary;
+    for (std::size_t i = 0; i < feeds.size(); ++i)
     {
-        SaveFile(options.snapshotFile, view.LastJpeg().data(), view.LastJpeg().size());
+        summary += "camera: " + feeds[i]->Name() + ", " + cameras[i].url.WithoutPassword() + '\n' +
+                   feeds[i]->statistics.Report();
     }
+    return summary;
 }
 
 int Run(const Options& options)
 {
     const GdiplusSession gdiplus;
-    const CHTTP winsock;  // its constructor starts Winsock, which the embedded camera needs, too
-    std::unique_ptr<EmbeddedCamera> embedded;
-    if (options.url.empty())
-    {
-        embedded = std::make_unique<EmbeddedCamera>();
-    }
-    const CameraUrl url = ParseCameraUrl(embedded ? embedded->Url() : options.url);
+    const CHTTP winsock;  // its constructor starts Winsock, which the embedded cameras need, too
+    const std::wstring file =
+        options.camerasFile.empty() ? CameraBook::DefaultFile() : options.camerasFile;
+    CameraBook book = OpenBook(file, options);
+    // Those that find no pane are kept, not shown.
+    std::vector<KnownCamera> cameras = book.cameras;
+    cameras.resize(std::min<std::size_t>(
+        cameras.size(), static_cast<std::size_t>(options.gridRows) * options.gridColumns));
+    const auto embedded = StartEmbedded(cameras);
+
     std::optional<CameraUrl> events;
     if (options.stream)
     {
-        events = url.WithPath(options.streamPath.value_or(EmbeddedCamera::kEventsPath));
+        if (!options.streamPath && !cameras.front().isEmbedded)
+        {
+            throw std::invalid_argument("--stream-path tells where this camera's events are");
+        }
+        events =
+            cameras.front().url.WithPath(options.streamPath.value_or(EmbeddedCamera::kEventsPath));
     }
 
-    Statistics statistics;
-    statistics.hasStream = options.stream;
+    Feeds feeds;
+    for (const KnownCamera& camera : cameras)
+    {
+        feeds.push_back(std::make_unique<Feed>(camera.name, camera.url));
+        std::printf("%s: %s\n", camera.name.c_str(), camera.url.WithoutPassword().c_str());
+    }
+    std::fflush(stdout);
+    feeds.front()->statistics.hasStream = options.stream;
+
     ExitCode result = kShown;
+    std::string rest;
+    const ProcessorTime processor;
     try
     {
-        WatchCamera(url, events, options, statistics);
+        rest = Watch(feeds, events, options, book);
+        book.Save(file);
     }
     catch (const std::exception& error)
     {
@@ -85,10 +170,13 @@ int Run(const Options& options)
     }
     if (!options.summaryFile.empty())
     {
-        const std::string summary = "camera: " + url.WithoutPassword() + '\n' + statistics.Report();
+        const std::string summary =
+            Summary(feeds, cameras) + rest + processor.Report(static_cast<int>(feeds.size()));
         SaveFile(options.summaryFile, summary.data(), summary.size());
     }
-    return statistics.frames > 0 ? result : kNothingShown;
+    const bool hasShown = std::any_of(feeds.begin(), feeds.end(),
+                                      [](const auto& feed) { return feed->statistics.frames > 0; });
+    return hasShown ? result : kNothingShown;
 }
 }  // namespace
 

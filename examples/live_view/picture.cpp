@@ -7,6 +7,8 @@
 
 #include <cstring>
 
+#include "statistics.h"
+
 namespace
 {
 constexpr int kLargest = 8192;  // pixels; what a camera claims beyond it is not believed
@@ -32,15 +34,17 @@ void RepeatLastPixel(unsigned char* row, int width, int heldWidth)
 }
 }  // namespace
 
-std::string Picture::Load(unsigned char* jpeg, int length, Statistics& statistics)
+Picture::Loading Picture::Load(unsigned char* jpeg, int length)
 {
+    Loading loading;
     Stopwatch watch;
     width = height = 0;
     CSFunc::s_S_GetJpegWH(jpeg, length, width, height);
-    statistics.Add(Stage::Size, watch.Lap());
+    loading.size = watch.Lap();
     if (width < 1 || height < 1 || width > kLargest || height > kLargest)
     {
-        return "picture without a size (no baseline JFIF), or too large";
+        loading.trouble = "picture without a size (no baseline JFIF), or too large";
+        return loading;
     }
 
     heldWidth = (width + 15) / 16 * 16;
@@ -49,13 +53,14 @@ std::string Picture::Load(unsigned char* jpeg, int length, Statistics& statistic
     planes.resize(static_cast<std::size_t>(heldWidth) * heldHeight * 3 / 2);
     if (!Decode(jpeg, length))
     {
-        return "picture that cannot be decoded";
+        loading.trouble = "picture that cannot be decoded";
+        return loading;
     }
-    statistics.Add(Stage::Decode, watch.Lap());
+    loading.decode = watch.Lap();
 
     Convert();
-    statistics.Add(Stage::Convert, watch.Lap());
-    return "";
+    loading.convert = watch.Lap();
+    return loading;
 }
 
 bool Picture::Decode(const unsigned char* jpeg, int length)

@@ -5,8 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "statistics.h"
-
 struct Picture
 {
     int width = 0;  // pixels
@@ -17,9 +15,18 @@ struct Picture
     int heldHeight = 0;
     std::vector<unsigned char> planes;  // YV12: Y, then V, then U
 
-    // Makes this the picture that a camera sent, and notes what each stage took. Returns an empty
-    // text, or what is wrong with the bytes; the picture is then undefined.
-    std::string Load(unsigned char* jpeg, int length, Statistics& statistics);
+    struct Loading
+    {
+        std::string trouble;  // what is wrong with the bytes, or empty
+        double size = 0;      // milliseconds that each stage took
+        double decode = 0;
+        double convert = 0;
+
+        double Milliseconds() const { return size + decode + convert; }
+    };
+
+    // Makes this the picture that a camera sent; undefined when there is trouble.
+    Loading Load(unsigned char* jpeg, int length);
 
 private:
     bool Decode(const unsigned char* jpeg, int length);

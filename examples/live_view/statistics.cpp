@@ -51,8 +51,9 @@ std::string Statistics::TakeStageLine()
 std::string Statistics::Report() const
 {
     std::ostringstream report;
-    report << std::fixed << "frames drawn: " << frames << "\nseconds: " << std::setprecision(2)
-           << seconds << "\nframes per second: " << (seconds > 0 ? frames / seconds : 0)
+    report << std::fixed << "frames drawn: " << frames << "\npictures dropped: " << dropped
+           << "\nseconds: " << std::setprecision(2) << seconds
+           << "\nframes per second: " << (seconds > 0 ? frames / seconds : 0)
            << "\nbytes received: " << bytes << "\npicture size: " << width << 'x' << height
            << "\ndraw path: " << drawPath << '\n';
 

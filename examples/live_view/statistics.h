@@ -53,6 +53,7 @@ public:
     std::string Report() const;
 
     int frames = 0;                // drawn
+    int dropped = 0;               // due, but the one before was still coming
     unsigned long long bytes = 0;  // of all pictures received
     int width = 0;                 // of the last picture
     int height = 0;

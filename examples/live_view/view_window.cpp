@@ -12,7 +12,7 @@ constexpr int kClientWidth = 960;
 constexpr int kClientHeight = 600;
 }  // namespace
 
-ViewWindow::ViewWindow(Events& events) : events_(events)
+ViewWindow::ViewWindow(Events& events, const std::optional<RECT>& place) : events_(events)
 {
     WNDCLASSW windowClass = {};
     windowClass.style = CS_HREDRAW | CS_VREDRAW;
@@ -32,6 +32,15 @@ ViewWindow::ViewWindow(Events& events) : events_(events)
     {
         throw std::runtime_error("the window cannot be opened");
     }
+    // A monitor that was there then may have gone since.
+    if (place && MonitorFromRect(&*place, MONITOR_DEFAULTTONULL) != nullptr)
+    {
+        WINDOWPLACEMENT placement = {};
+        placement.length = sizeof placement;
+        placement.showCmd = SW_SHOWNORMAL;
+        placement.rcNormalPosition = *place;
+        SetWindowPlacement(window_, &placement);
+    }
     ShowWindow(window_, SW_SHOWNORMAL);
     UpdateWindow(window_);
 }
@@ -43,6 +52,14 @@ ViewWindow::~ViewWindow()
         SetWindowLongPtrW(window_, GWLP_USERDATA, 0);
         DestroyWindow(window_);
     }
+}
+
+RECT ViewWindow::Place() const
+{
+    WINDOWPLACEMENT placement = {};
+    placement.length = sizeof placement;
+    GetWindowPlacement(window_, &placement);
+    return placement.rcNormalPosition;
 }
 
 void ViewWindow::RunMessageLoop()
@@ -73,14 +90,9 @@ LRESULT CALLBACK ViewWindow::Procedure(HWND window, UINT message, WPARAM first, 
         case WM_SIZE:
             self->events_.OnPlaced();
             return 0;
-        case WM_PAINT:
-        {
-            PAINTSTRUCT paint;
-            BeginPaint(window, &paint);
-            EndPaint(window, &paint);
-            self->events_.OnPaint();
+        case WM_KEYDOWN:
+            self->events_.OnKey(first);
             return 0;
-        }
         case WM_CLOSE:
             self->events_.OnClose();
             return 0;
@@ -88,11 +100,6 @@ LRESULT CALLBACK ViewWindow::Procedure(HWND window, UINT message, WPARAM first, 
             PostQuitMessage(0);
             return 0;
         default:
-            if (message >= WM_APP && message < 0xC000)
-            {
-                self->events_.OnPosted(message, first);
-                return 0;
-            }
             return DefWindowProcW(window, message, first, second);
     }
 }

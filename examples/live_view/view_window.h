@@ -3,29 +3,34 @@
 
 #include <windows.h>
 
+#include <optional>
+
 class ViewWindow
 {
 public:
     class Events
     {
     public:
-        virtual void OnTimer() = 0;                             // some 60 to 100 times a second
-        virtual void OnPosted(UINT message, WPARAM value) = 0;  // messages from WM_APP on
-        virtual void OnPlaced() = 0;  // the window has another place or size
-        virtual void OnPaint() = 0;   // the client area has been made black
-        virtual void OnClose() = 0;   // destroys the window, or it stays
+        virtual void OnTimer() = 0;          // some 60 to 100 times a second
+        virtual void OnPlaced() = 0;         // the window has another place or size
+        virtual void OnKey(WPARAM key) = 0;  // a virtual key was pressed
+        virtual void OnClose() = 0;          // destroys the window, or it stays
 
     protected:
         ~Events() = default;
     };
 
-    // Opens the window. Throws std::runtime_error when that fails.
-    explicit ViewWindow(Events& events);
+    // Opens the window, at a place as Place() returned it if there is one. Throws
+    // std::runtime_error when that fails.
+    ViewWindow(Events& events, const std::optional<RECT>& place);
     ~ViewWindow();
     ViewWindow(const ViewWindow&) = delete;
     ViewWindow& operator=(const ViewWindow&) = delete;
 
     HWND Handle() const { return window_; }
+
+    // Where the window is when it is neither minimised nor maximised, with its frame.
+    RECT Place() const;
 
     // Runs until the window is destroyed. Events come only from here on.
     void RunMessageLoop();

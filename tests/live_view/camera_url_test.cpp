@@ -150,4 +150,36 @@ TEST(CameraUrl, APathThatTheRequestCannotCarryIsRefused)
     }
     EXPECT_EQ(url.WithPath(std::string(CameraUrl::kLongestPath, 'p')).path.size(), 255U);
 }
+
+TEST(CameraUrl, ChecksFieldsThatCameFromElsewhere)
+{
+    const CameraUrl good = ParseCameraUrl("http://u:p@h:81/x.jpg");
+    EXPECT_NO_THROW(good.Check());
+    const auto refuses = [&good](auto change)
+    {
+        CameraUrl url = good;
+        change(url);
+        try
+        {
+            url.Check();
+            return false;
+        }
+        catch (const std::invalid_argument&)
+        {
+            return true;
+        }
+    };
+    const std::string tooLong(CameraUrl::kLongestName + 1, 'a');
+    EXPECT_TRUE(refuses([](CameraUrl& url) { url.host.clear(); }));
+    EXPECT_TRUE(refuses([](CameraUrl& url) { url.host = "a\nb"; }));
+    EXPECT_TRUE(refuses([&](CameraUrl& url) { url.host = tooLong; }));
+    EXPECT_TRUE(refuses([](CameraUrl& url) { url.path.clear(); }));
+    EXPECT_TRUE(refuses([](CameraUrl& url) { url.path = "a b"; }));
+    EXPECT_TRUE(refuses([](CameraUrl& url) { url.path.assign(CameraUrl::kLongestPath + 1, 'p'); }));
+    EXPECT_TRUE(refuses([](CameraUrl& url) { url.user = "a:b"; }));
+    EXPECT_TRUE(refuses([&](CameraUrl& url) { url.user = tooLong; }));
+    EXPECT_TRUE(refuses([&](CameraUrl& url) { url.password = tooLong; }));
+    EXPECT_TRUE(refuses([](CameraUrl& url) { url.port = 0; }));
+    EXPECT_TRUE(refuses([](CameraUrl& url) { url.port = 65536; }));
+}
 }  // namespace
