@@ -116,11 +116,6 @@ void WriteSubtitle(CFileRW& file, int number, const CStringW& text)
         });
 }
 
-void CloseSubtitles(CFileRW& file)
-{
-    IgnoringErrors([&] { file.m_S_Close(); });
-}
-
 void ReportAudioError()
 {
     OutputDebugStringA("Error in _WriteAudioStream");
@@ -153,7 +148,6 @@ CAviConvert::~CAviConvert()
 {
     m_S_CloseAviFile();
     AVIFileExit();
-    CloseSubtitles(vm_cSrtFile);
 }
 
 bool CAviConvert::m_F_b_Create()
@@ -346,5 +340,5 @@ void CAviConvert::m_S_CloseAviFile()
     ReleaseAndForget(vm_pAudioStream);
     ReleaseAndForget(vm_pTextStream);
     ReleaseAndForget(vm_pAviFile);
-    CloseSubtitles(vm_cSrtFile);
+    IgnoringErrors([&] { vm_cSrtFile.m_S_Close(); });
 }

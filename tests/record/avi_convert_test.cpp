@@ -288,6 +288,7 @@ TEST_F(AviConvert, AFailedOpenClosesTheRecordingBefore)
     ASSERT_TRUE(Open());
     log.failsToOpen = true;
     EXPECT_FALSE(recording->m_F_n_CreateAviFile((folder / "next").c_str(), &format, 25));
+    EXPECT_TRUE(recording->m_F_s_GetFileName().IsEmpty());
     EXPECT_EQ(log.liveObjects, 0);
     EXPECT_FALSE(recording->m_F_b_Create());
     EXPECT_EQ(recording->vm_cSrtFile.m_F_b_IsOpen(), 0);
@@ -311,6 +312,18 @@ TEST_F(AviConvert, OpensNothingWithoutAFormat)
     EXPECT_TRUE(recording->m_F_s_GetFileName().IsEmpty());
     EXPECT_TRUE(log.events.empty());
     EXPECT_EQ(folder.Count(), 0);
+}
+
+TEST_F(AviConvert, RefusedClosesTheRecordingBeforeAndForgetsItsName)
+{
+    ASSERT_TRUE(Open());
+    EXPECT_FALSE(Open(0));
+    EXPECT_EQ(log.liveObjects, 0);
+    EXPECT_TRUE(recording->m_F_s_GetFileName().IsEmpty());
+    ASSERT_TRUE(Open());
+    EXPECT_FALSE(recording->m_F_n_CreateAviFile(Name(), nullptr, 25));
+    EXPECT_EQ(log.liveObjects, 0);
+    EXPECT_TRUE(recording->m_F_s_GetFileName().IsEmpty());
 }
 
 TEST_F(AviConvert, TakesTheHighestRateThereIs)
@@ -435,7 +448,7 @@ TEST_F(AviConvert, WritesAKeyFrameWithoutDataAsAnEmptyOne)
     recording->m_S_WriteVideo(nullptr, 100, true);
     ASSERT_EQ(log.writes.size(), 1U);
     EXPECT_EQ(log.writes[0].data, nullptr);
-    EXPECT_EQ(log.writes[0].bytes, "");
+    EXPECT_EQ(log.writes[0].size, 0) << "nothing can be read";
     EXPECT_EQ(log.writes[0].flags, static_cast<DWORD>(AVIIF_KEYFRAME));
     EXPECT_EQ(recording->m_F_n_GetWriteSzie(), 100U);
 }
@@ -446,7 +459,7 @@ TEST_F(AviConvert, WritesAnEmptyFrame)
     recording->m_S_WriteVideo(frame, 0, false);
     ASSERT_EQ(log.writes.size(), 1U);
     EXPECT_EQ(log.writes[0].data, frame);
-    EXPECT_EQ(log.writes[0].bytes, "");
+    EXPECT_EQ(log.writes[0].size, 0);
 }
 
 TEST_F(AviConvert, WritesNothingOfANegativeLengthButLeavesAPlace)

@@ -32,6 +32,7 @@ struct AviLog
         LONG start;
         LONG samples;
         const void* data;
+        LONG size;
         std::string bytes;
         DWORD flags;
     };
@@ -134,7 +135,7 @@ public:
         {
             bytes.assign(static_cast<const char*>(data), size);
         }
-        m_log.writes.push_back({m_type, start, samples, data, bytes, flags});
+        m_log.writes.push_back({m_type, start, samples, data, size, bytes, flags});
         AviLog::Answer answer = {S_OK, samples, size};
         if (m_log.writeResults.count(m_type) != 0)
         {
