@@ -46,8 +46,9 @@ public:
     bool m_F_n_WaveOpen(WAVEFORMATEX* pFormat, HWND hNotify);
 
     /// Ends the sound at once, also in the middle of a block, frees the slots' buffers and closes
-    /// the device. All blocks count as played then, which the window is told. Does nothing on a
-    /// closed player. The slot that is next and the number of queued blocks stay as they are.
+    /// the device. All blocks that the device held count as played then, which the window is told;
+    /// blocks that it had refused stay in the count until the next opening, and the slot that is
+    /// next stays the next. Does nothing on a closed player.
     void m_S_WaveClose();
 
     /// Queues a block behind those that are queued already, and returns at once. Does nothing on a
