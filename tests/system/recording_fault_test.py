@@ -12,6 +12,7 @@ import unittest
 
 import srt
 
+sys.dont_write_bytecode = True  # nothing is to be left beside the sources
 from recorder import Recorder, windows
 
 LIMIT = 256 * 1024

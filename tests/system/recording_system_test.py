@@ -18,6 +18,7 @@ import unittest
 
 import srt
 
+sys.dont_write_bytecode = True  # nothing is to be left beside the sources
 from recorder import Recorder, windows
 
 FFMPEG = ["/usr/bin/ffmpeg", "-v", "error", "-nostdin"]
