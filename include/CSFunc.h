@@ -297,9 +297,10 @@ public:
     /// @param pUtc receives the time in UTC. Of a date that the platform refuses it receives the
     /// milliseconds alone. It may be the same record as @p pLocal.
     /// @param bLaterHour which of the two is meant when the local time occurs twice, in the night
-    /// in which daylight saving ends: false the first, true the second. It is found by adding one
-    /// hour and looking whether the hour number is still the same, so it knows daylight saving of
-    /// a whole hour only: where clocks change by half an hour, the flag changes nothing.
+    /// in which daylight saving ends: false the first, true the second. The second is taken for the
+    /// time one hour on whose local hour number is the same, so it is right for daylight saving of
+    /// a whole hour. Where clocks change by half an hour it is not, on purpose: the half hour that
+    /// occurs twice stays the first, and the one before it is moved on by an hour.
     static void s_S_LocalTimeToSystemTime(TIME_ZONE_INFORMATION* pTz, SYSTEMTIME* pLocal,
                                           SYSTEMTIME* pUtc, bool bLaterHour);
 
