@@ -52,6 +52,19 @@ void Write(CXmlObj& document, const CStringW& key, const KnownCamera& camera)
     document.m_F_b_SetValue(key, L"password", CStringW(Encipher(camera.url.password).c_str()));
 }
 
+// The user's own hand writes a password as it is, under a name of its own; the program keeps it
+// enciphered from then on.
+std::optional<std::string> ReadPassword(CXmlObj& document, const CStringW& key)
+{
+    const CStringW plain = document.m_F_s_GetValue(key, L"newPassword", L"");
+    if (!plain.IsEmpty())
+    {
+        return Narrow(plain);
+    }
+    const CStringW enciphered = document.m_F_s_GetValue(key, L"password", L"");
+    return enciphered.IsEmpty() ? std::string() : Decipher(enciphered.GetString());
+}
+
 KnownCamera Read(CXmlObj& document, const CStringW& key, const std::wstring& file)
 {
     KnownCamera camera;
@@ -65,7 +78,7 @@ KnownCamera Read(CXmlObj& document, const CStringW& key, const std::wstring& fil
     camera.url.port = document.m_F_n_GetValueInt(key, L"port", 80);
     camera.url.path = Narrow(document.m_F_s_GetValue(key, L"path", L""));
     camera.url.user = Narrow(document.m_F_s_GetValue(key, L"user", L""));
-    const auto password = Decipher(document.m_F_s_GetValue(key, L"password", L"").GetString());
+    const std::optional<std::string> password = ReadPassword(document, key);
     if (!password)
     {
         Fail(file, "the password of \"" + camera.name + "\" cannot be read");

@@ -137,14 +137,30 @@ TEST_F(CameraBookTest, APasswordThatWasTamperedWithIsRefused)
     const std::size_t end = content.find('"', start);
     const std::string digits = content.substr(start, end - start);
     const std::string otherFirst(1, digits[0] == '0' ? '1' : '0');
-    for (const std::string& other :
-         {std::string(), std::string("12"), digits.substr(1), digits.substr(2),
-          "zz" + digits.substr(2), otherFirst + digits.substr(1)})
+    for (const std::string& other : {std::string("12"), digits.substr(1), digits.substr(2),
+                                     "zz" + digits.substr(2), otherFirst + digits.substr(1)})
     {
         std::string changed = content;
         WriteFile(changed.replace(start, end - start, other));
         EXPECT_THROW(CameraBook::Load(File()), std::runtime_error) << other;
     }
+}
+
+TEST_F(CameraBookTest, APasswordWrittenByHandIsKeptEncipheredFromThenOn)
+{
+    WriteFile(
+        "<live_view><Cameras><Camera1 name=\"a\" host=\"h\" path=\"p\" user=\"u\" "
+        "newPassword=\"open sesame\"/><Camera2 name=\"b\" host=\"h\" path=\"p\"/></Cameras>"
+        "</live_view>");
+    const auto book = CameraBook::Load(File());
+    ASSERT_TRUE(book);
+    ASSERT_EQ(book->cameras.size(), 2U);
+    EXPECT_EQ(book->cameras[0].url.password, "open sesame");
+    EXPECT_EQ(book->cameras[0].url.port, 80);
+    EXPECT_EQ(book->cameras[1].url.password, "");
+    book->Save(File());
+    EXPECT_EQ(Content().find("sesame"), std::string::npos);
+    EXPECT_EQ(CameraBook::Load(File())->cameras[0].url.password, "open sesame");
 }
 
 TEST_F(CameraBookTest, AFolderInTheWayIsReported)
