@@ -163,7 +163,8 @@ TEST_F(RenderDrawing, GdiShowsAPictureWithoutItsColourTableBlack)
     {
         header.biClrUsed = coloursUsed;
         window.Clear();
-        EXPECT_TRUE(render.m_F_b_DrawPicture(Info(picture, header, false)));
+        CRender own;  // one that has stored none of these headers
+        EXPECT_TRUE(own.m_F_b_DrawPicture(Info(picture, header, false)));
         EXPECT_EQ(window.At(200, 150), kBlack);
     }
 }
