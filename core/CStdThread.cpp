@@ -171,7 +171,7 @@ int CStdThread::m_F_n_CloseThread(int nTimeoutMS)
         {
             WaitForSingleObject(vm_hThread, kWayOutWait);
         }
-        core::TerminateOutsideLocks(vm_hThread);
+        core::TerminateAtSafePlace(vm_hThread);
         ReportTermination(vm_hThread, nTimeoutMS);
         result = kTerminated;
     }

@@ -1,95 +1,179 @@
 #include "core/thread_termination.h"
 
-#include <malloc.h>
-
 namespace ostrel::core
 {
 
 namespace
 {
 
-// A terminated thread may still run for a moment.
+// A terminated thread may still be there for a moment.
 constexpr DWORD kTerminationWait = 1000;
 
-// Milliseconds to wait for the loader: what is in there may itself be waiting for this thread.
-constexpr int kLoaderWait = 1000;
+// How often the thread is looked at, and how often in a row it must be found at one place to be
+// taken for resting there. A busy thread may pass through one place often.
+constexpr int kLooks = 200;
+constexpr int kLooksAtRest = 8;
 
-template <typename Function>
-Function* FindInNtdll(const char* name)
+// Where a thread is: its instruction and its stack.
+struct Place
 {
-    return reinterpret_cast<Function*>(
-        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), name)));
-}
+    DWORD64 instruction = 0;
+    DWORD64 stack = 0;
 
-// No header declares what holds the loader; where it is missing, nothing is held.
-class LoaderHold
+    friend bool operator==(const Place& left, const Place& right)
+    {
+        return left.instruction == right.instruction && left.stack == right.stack;
+    }
+};
+
+// The library of the platform that holds the heap and the loader. All is looked up beforehand, for
+// a look-up enters the loader itself, where the suspended thread may be.
+class InnermostLibrary
 {
 public:
-    LoaderHold()
+    InnermostLibrary()
+        : vm_hModule(GetModuleHandleW(L"ntdll.dll")),
+          vm_pfnLock(Find<LockFunction>("LdrLockLoaderLock")),
+          vm_pfnUnlock(Find<UnlockFunction>("LdrUnlockLoaderLock"))
     {
-        using LockFunction = LONG NTAPI(ULONG flags, ULONG * disposition, ULONG_PTR * cookie);
+        const auto* const bytes = reinterpret_cast<const BYTE*>(vm_hModule);
+        const auto* const dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(bytes);
+        const auto* const headers =
+            reinterpret_cast<const IMAGE_NT_HEADERS*>(bytes + dos->e_lfanew);
+        vm_nBegin = reinterpret_cast<DWORD64>(bytes);
+        vm_nEnd = vm_nBegin + headers->OptionalHeader.SizeOfImage;
+    }
+
+    bool Contains(const Place& place) const
+    {
+        return place.instruction >= vm_nBegin && place.instruction < vm_nEnd;
+    }
+
+    // No header declares the two functions; where they are missing, the loader counts as free.
+    bool TryToHoldLoader()
+    {
         constexpr ULONG kTryOnly = 2;
         constexpr ULONG kAcquired = 1;
-        auto* const lock = FindInNtdll<LockFunction>("LdrLockLoaderLock");
-        ULONG disposition = 0;
-        for (int i = 0; i < kLoaderWait && lock != nullptr && !vm_bIsHeld; ++i)
-        {
-            vm_bIsHeld = lock(kTryOnly, &disposition, &vm_nCookie) == 0 && disposition == kAcquired;
-            if (!vm_bIsHeld)
-            {
-                Sleep(1);
-            }
-        }
+        ULONG disposition = kAcquired;
+        return vm_pfnLock == nullptr ||
+               (vm_pfnLock(kTryOnly, &disposition, &vm_nCookie) == 0 && disposition == kAcquired);
     }
-    ~LoaderHold()
+    void ReleaseLoader()
     {
-        using UnlockFunction = LONG NTAPI(ULONG flags, ULONG_PTR cookie);
-        if (vm_bIsHeld)
+        if (vm_pfnUnlock != nullptr)
         {
-            FindInNtdll<UnlockFunction>("LdrUnlockLoaderLock")(0, vm_nCookie);
+            vm_pfnUnlock(0, vm_nCookie);
         }
     }
-    LoaderHold(const LoaderHold&) = delete;
-    LoaderHold& operator=(const LoaderHold&) = delete;
 
 private:
-    bool vm_bIsHeld = false;
+    using LockFunction = LONG NTAPI(ULONG flags, ULONG* disposition, ULONG_PTR* cookie);
+    using UnlockFunction = LONG NTAPI(ULONG flags, ULONG_PTR cookie);
+
+    template <typename Function>
+    Function* Find(const char* name) const
+    {
+        return reinterpret_cast<Function*>(
+            reinterpret_cast<void*>(GetProcAddress(vm_hModule, name)));
+    }
+
+    HMODULE vm_hModule;
+    LockFunction* vm_pfnLock;
+    UnlockFunction* vm_pfnUnlock;
+    DWORD64 vm_nBegin;
+    DWORD64 vm_nEnd;
     ULONG_PTR vm_nCookie = 0;
 };
 
-class HeapHold
+// Of a suspended thread; that it really stands still is only certain once this is known.
+bool GetPlace(HANDLE thread, Place& place)
+{
+    CONTEXT context = {};
+    context.ContextFlags = CONTEXT_CONTROL;
+    if (!GetThreadContext(thread, &context))
+    {
+        return false;
+    }
+    place = {context.Rip, context.Rsp};
+    return true;
+}
+
+// Terminates the thread if it is found at a safe place. Between the suspension and its end nothing
+// may be called that enters a lock.
+class SafeTermination
 {
 public:
-    explicit HeapHold(HANDLE heap) : vm_hHeap(HeapLock(heap) != FALSE ? heap : nullptr) {}
-    ~HeapHold()
+    explicit SafeTermination(HANDLE thread) : vm_hThread(thread) {}
+
+    bool Try()
     {
-        if (vm_hHeap != nullptr)
+        if (SuspendThread(vm_hThread) == static_cast<DWORD>(-1))
         {
-            HeapUnlock(vm_hHeap);
+            return false;
         }
+        if (IsSafe() && TerminateOutsideLoader())
+        {
+            return true;
+        }
+        ResumeThread(vm_hThread);
+        return false;
     }
-    HeapHold(const HeapHold&) = delete;
-    HeapHold& operator=(const HeapHold&) = delete;
 
 private:
-    HANDLE vm_hHeap;
+    bool IsSafe()
+    {
+        Place place;
+        if (!GetPlace(vm_hThread, place))
+        {
+            return false;
+        }
+        vm_nLooksAtPlace = place == vm_lastPlace ? vm_nLooksAtPlace + 1 : 1;
+        vm_lastPlace = place;
+        return !vm_library.Contains(place) || vm_nLooksAtPlace >= kLooksAtRest;
+    }
+
+    bool TerminateOutsideLoader()
+    {
+        if (!vm_library.TryToHoldLoader())
+        {
+            return false;
+        }
+        TerminateThread(vm_hThread, 0);
+        vm_library.ReleaseLoader();
+        return true;
+    }
+
+    HANDLE vm_hThread;
+    InnermostLibrary vm_library;
+    Place vm_lastPlace;
+    int vm_nLooksAtPlace = 0;
 };
+
+bool IsGone(HANDLE thread)
+{
+    return WaitForSingleObject(thread, 0) == WAIT_OBJECT_0;
+}
 
 }  // namespace
 
-void TerminateOutsideLocks(HANDLE thread)
+void TerminateAtSafePlace(HANDLE thread)
 {
-    if (GetThreadId(thread) == GetCurrentThreadId())
+    // A thread that terminates itself cannot look at itself.
+    const bool isOther = GetThreadId(thread) != GetCurrentThreadId();
+    SafeTermination termination(thread);
+    bool isDone = false;
+    for (int i = 0; i < kLooks && isOther && !isDone && !IsGone(thread); ++i)
     {
-        // It would not come back to let anything go.
-        TerminateThread(thread, 0);
-        return;
+        isDone = termination.Try();
+        if (!isDone)
+        {
+            Sleep(1);
+        }
     }
-    // In this order: the loader uses the heap.
-    const LoaderHold loader;
-    const HeapHold platformHeap(GetProcessHeap());
-    const HeapHold runtimeHeap(reinterpret_cast<HANDLE>(_get_heap_handle()));
-    TerminateThread(thread, 0);
+    if (!isDone)
+    {
+        TerminateThread(thread, 0);
+    }
     WaitForSingleObject(thread, kTerminationWait);
 }
 

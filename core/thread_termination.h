@@ -9,8 +9,10 @@ namespace ostrel::core
 
 /// Terminates a thread (exit code 0) and waits until it is gone, for at most a second.
 ///
-/// It does not take the locks that the whole process lives by with it: it is terminated while no
-/// other thread is inside the loader, where every thread begins and ends, or inside the heap.
-void TerminateOutsideLocks(HANDLE thread);
+/// A thread that is terminated just anywhere may take the lock of the heap or the loader with it,
+/// by which the whole process lives. So this one looks, for a moment, for a place where it holds
+/// neither: anywhere outside the platform's innermost library, where these locks are entered and
+/// left, or at rest inside a call of the system. If there is none, it is terminated all the same.
+void TerminateAtSafePlace(HANDLE thread);
 
 }  // namespace ostrel::core

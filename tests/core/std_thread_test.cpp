@@ -34,13 +34,13 @@ constexpr unsigned int kAgainAtOnce = 0xFEDCBA98;
 // Waits, for a minute at most.
 bool Becomes(const std::function<bool()>& condition)
 {
-    for (int i = 0; i < 6000; ++i)
+    for (int i = 0; i < 60000; ++i)
     {
         if (condition())
         {
             return true;
         }
-        std::this_thread::sleep_for(Milliseconds(10));
+        std::this_thread::sleep_for(Milliseconds(1));
     }
     return false;
 }
@@ -503,9 +503,9 @@ TEST(WorkerThreadSleep, TakesAtLeastItsTimeOnThePlatformsClock)
     DerivedThread thread;
     thread.vm_bStop = false;
     const auto start = std::chrono::steady_clock::now();
-    thread.SleepFor(2200);
+    thread.SleepFor(1500);
     // The clock may step by up to a second at a full second.
-    EXPECT_GE(std::chrono::steady_clock::now() - start, Milliseconds(1000));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, Milliseconds(400));
 }
 
 // ---- The counted thread -------------------------------------------------------------------------
@@ -745,6 +745,29 @@ TEST(ForcedEndOfAWorkerThread, LeavesTheLoaderUsableThoughTheThreadHadJustBegun)
         // Every thread passes through the loader.
         std::thread([] {}).join();
     }
+}
+
+// A thread that has cleared its identifier is on its way out through the run-time library.
+TEST(ForcedEndOfAWorkerThread, AThreadThatHasLeftItsWorkIsGivenTimeToEndInOrder)
+{
+    const OutputCapture capture;
+    static std::atomic<bool> hasEndedInOrder;
+    hasEndedInOrder = false;
+    CStdThread thread;
+    thread.vm_hThread = CreateThread(
+        nullptr, 0,
+        [](void*) -> DWORD
+        {
+            Sleep(400);
+            hasEndedInOrder = true;
+            return 0;
+        },
+        nullptr, 0, nullptr);
+    EXPECT_FALSE(thread.m_F_b_IsCreate());
+    EXPECT_TRUE(hasEndedInOrder);
+    EXPECT_EQ(thread.vm_hThread, nullptr);
+    ASSERT_EQ(capture.Texts().size(), 1u);
+    EXPECT_NE(capture.Texts()[0].find(", TIMEOUT = 100"), std::string::npos);
 }
 
 TEST(ForcedEndOfAWorkerThread, HandlesAreNotLost)
