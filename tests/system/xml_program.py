@@ -1,0 +1,52 @@
+"""Runs scripts through xml_system_test.exe, and gives back what came out."""
+import os
+import shutil
+import subprocess
+
+ESCAPES = str.maketrans({"\\": "\\\\", "\t": "\\t", "\n": "\\n", "\r": "\\r"})
+LETTERS = {"t": "\t", "n": "\n", "r": "\r", "\\": "\\"}
+
+
+def unescape(text):
+    pieces = text.split("\\")
+    result, i = pieces[0], 1
+    while i < len(pieces):
+        if pieces[i]:
+            result += LETTERS[pieces[i][0]] + pieces[i][1:]
+            i += 1
+        else:
+            # An escaped backslash splits into an empty piece and what follows it.
+            result += "\\" + (pieces[i + 1] if i + 1 < len(pieces) else "")
+            i += 2
+    return result
+
+
+def windows(path):
+    return "Z:" + path.replace("/", "\\")
+
+
+class Program:
+    def __init__(self, folder, command):
+        self.folder = os.path.abspath(folder)
+        self.command = command
+        shutil.rmtree(self.folder, ignore_errors=True)
+        os.makedirs(self.folder)
+
+    def path(self, name):
+        return os.path.join(self.folder, name)
+
+    def run(self, name, operations):
+        """Each operation is a tuple of texts; so is each result. Fewer results: it ended early."""
+        script, results = self.path(name + ".script"), self.path(name + ".results")
+        with open(script, "w", encoding="utf-8", newline="") as file:
+            for operation in operations:
+                file.write("\t".join(field.translate(ESCAPES) for field in operation) + "\n")
+        with open(results, "w", encoding="utf-8"):
+            pass
+        done = subprocess.run([*self.command, "Z:" + script, "Z:" + results], check=False,
+                              stdout=subprocess.DEVNULL)
+        with open(results, encoding="utf-8", newline="") as file:
+            lines = file.read().split("\n")[:-1]
+        if done.returncode == 0 and len(lines) != len(operations):
+            raise RuntimeError(f"{name}: {len(lines)} results of {len(operations)} operations")
+        return [tuple(unescape(field) for field in line.split("\t")) for line in lines]
