@@ -9,8 +9,6 @@
 
 #include "LibOstrelExport.h"
 
-class CWnd;
-
 /// Static functions only; there is nothing to construct. Any thread may call any of them.
 ///
 /// Where to look, in the order of this file:
