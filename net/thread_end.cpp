@@ -1,6 +1,7 @@
 #include "net/thread_end.h"
 
 #include "CSFunc.h"
+#include "core/thread_termination.h"
 
 namespace ostrel::net
 {
@@ -8,12 +9,8 @@ namespace ostrel::net
 namespace
 {
 
-// A thread whose connection is gone ends by itself in a moment; terminated at once, it might take a
-// lock of the heap or the loader with it.
+// A thread whose connection is gone ends by itself in a moment.
 constexpr DWORD kLastChance = 500;
-
-// A terminated thread may still run for a moment, and its owner frees what it works on next.
-constexpr DWORD kTerminationWait = 1000;
 
 }  // namespace
 
@@ -36,8 +33,7 @@ void ForceEndThread(HANDLE& hThread, int timeOut, SOCKET* pSocket, OnTermination
         {
             WaitForSingleObject(hThread, kLastChance);
         }
-        TerminateThread(hThread, 0);
-        WaitForSingleObject(hThread, kTerminationWait);
+        core::TerminateAtSafePlace(hThread);
     }
     if (isStillRunning && onTermination == OnTermination::Report)
     {
