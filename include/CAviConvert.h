@@ -55,7 +55,7 @@ public:
 
     /// Adds the audio stream; to be called once, after m_F_n_CreateAviFile() and before the first
     /// audio is written. Nothing happens while no file is open or when @p pWave is null. If the
-    /// stream cannot be made, the whole recording is closed.
+    /// stream cannot be made, the whole recording is closed, the subtitle file too.
     /// @param pWave the format of the audio; 18 bytes of it are stored, whatever `cbSize` says.
     void m_S_SetAudioInfo(WAVEFORMATEX* pWave);
 
@@ -68,7 +68,7 @@ public:
     /// Null data without the key mark, or a negative length, leave an empty place in the stream:
     /// the way in which a frame that was dropped is recorded.
     /// @param pData, nLen the encoded frame and its length in bytes. The length counts as written
-    /// also where there is no data.
+    /// also where there is no data; a negative one counts nothing.
     /// @param bKeyFrame whether decoding can begin with this frame.
     void m_S_WriteVideo(unsigned char* pData, int nLen, bool bKeyFrame);
 
@@ -76,7 +76,7 @@ public:
     /// Nothing happens while there is no audio stream, when @p pData is null or @p nLen negative,
     /// or when the audio's format has a block align or a sample rate of 0.
     ///
-    /// When the platform refuses what is left, that is dropped and "Error in _WriteAudioStream" is
+    /// When the platform refuses what is left, or accepts it but takes nothing, that is dropped and "Error in _WriteAudioStream" is
     /// printed to the debugger output.
     /// @param pData, nLen the samples, and their length in bytes.
     void m_S_WriteAudio(unsigned char* pData, int nLen);
