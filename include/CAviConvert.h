@@ -76,8 +76,8 @@ public:
     /// Nothing happens while there is no audio stream, when @p pData is null or @p nLen negative,
     /// or when the audio's format has a block align or a sample rate of 0.
     ///
-    /// When the platform refuses what is left, or accepts it but takes nothing, that is dropped and "Error in _WriteAudioStream" is
-    /// printed to the debugger output.
+    /// When the platform refuses what is left, or accepts it but takes nothing, that is dropped and
+    /// "Error in _WriteAudioStream" is printed to the debugger output.
     /// @param pData, nLen the samples, and their length in bytes.
     void m_S_WriteAudio(unsigned char* pData, int nLen);
 
