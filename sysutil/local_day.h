@@ -11,7 +11,7 @@
 namespace ostrel::sysutil
 {
 
-constexpr core::TimeValue kHour = 3600 * 1000;
+constexpr core::TimeValue kHour = 3600000;
 
 struct LocalDay
 {
