@@ -364,8 +364,8 @@ public:
     ///
     /// A directory that is read-only is removed too: the attributes of every directory on the way
     /// up are set to normal before, and remain so where it is not removed.
-    /// @param sPath a directory, or a file: that stays, but the way up from it is gone all the
-    /// same. A directory that does not exist is passed over.
+    /// @param sPath a directory. A file stays, and a directory that does not exist is passed over;
+    /// the levels above are tried all the same.
     /// @return the result for the last level tried, not for @p sPath: 1 for a path with a drive,
     /// whatever was removed; for a relative path, whether its first component was removed (1, also
     /// if it has at most two characters or is no directory) or not (0).
