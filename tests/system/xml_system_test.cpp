@@ -97,6 +97,23 @@ CStringW Text(int number)
     return text;
 }
 
+/// A document's loading options and its text.
+Fields Details(const CXmlObj::DocumentPtr& document)
+{
+    VARIANT_BOOL isAsync = 0;
+    VARIANT_BOOL isPreserving = 0;
+    VARIANT_BOOL isResolving = 0;
+    VARIANT_BOOL isValidating = 0;
+    _bstr_t text;
+    document->get_async(&isAsync);
+    document->get_preserveWhiteSpace(&isPreserving);
+    document->get_resolveExternals(&isResolving);
+    document->get_validateOnParse(&isValidating);
+    document->get_text(text.GetAddress());
+    return {Text(isAsync), Text(isPreserving), Text(isResolving), Text(isValidating),
+            CStringW(static_cast<const wchar_t*>(text))};
+}
+
 /// The operations by their names; each takes its arguments behind its own name.
 class Editor
 {
@@ -157,16 +174,16 @@ private:
             const CStringW xml = m_xml->m_F_s_GetXML();
             return Fields{Text(m_xml->m_F_n_GetXML_Length()), xml};
         };
-        // The document's own loading options, in the order of their names.
-        to["options"] = [this](const Fields&)
+        to["length"] = [this](const Fields&) { return Fields{Text(m_xml->m_F_n_GetXML_Length())}; };
+        // Of the document held, and of one that the platform loads by itself from a file.
+        to["details"] = [this](const Fields&) { return Details(m_xml->m_F_p_GetDOC()); };
+        to["platform-details"] = [](const Fields& in)
         {
-            const CXmlObj::DocumentPtr document = m_xml->m_F_p_GetDOC();
-            VARIANT_BOOL async = 0, preserve = 0, resolve = 0, validate = 0;
-            document->get_async(&async);
-            document->get_preserveWhiteSpace(&preserve);
-            document->get_resolveExternals(&resolve);
-            document->get_validateOnParse(&validate);
-            return Fields{Text(async), Text(preserve), Text(resolve), Text(validate)};
+            CXmlObj::DocumentPtr document;
+            document.CreateInstance(L"Msxml2.DOMDocument");
+            VARIANT_BOOL isLoaded = VARIANT_FALSE;
+            document->load(_variant_t(in.at(1).GetString()), &isLoaded);
+            return Details(document);
         };
     }
 
