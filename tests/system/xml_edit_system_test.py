@@ -21,6 +21,10 @@ NAMES = ["a", "b", "c", "dev", "x-1", "Root", "root", "_u.v"]
 ATTRIBUTES = ["k", "n", "Id", "a-b", "größe"]
 PIECES = ["0", "42", "-7", " 12abc", "word", "é€", "中文", "\U0001F600", "\U00020BB7x", "&", "<", ">",
           '"', "'", "&amp;", "&#65;", "]]>", "<!--", "?>", "\n", "\t", "\r", "\r\n", " ", "  "]
+EXPRESSIONS = 2000
+TOKENS = ["a", "b", "/", "//", "[", "]", "(", ")", "@", "k", "=", "'1'", "1", "|", "*", ".", "..", "!",
+          "$and$", "and", "or", "not(", "$", "%", "#", ":", "::", "-", "+", " ", "<", ">", "text()",
+          ",", "&&", "||", "~", "^", "{", "}", ";", "?", "\\", "`", '"', "é", "\n"]
 MALFORMED = ["", "<a>", "<a></b>", "text", "<a/><b/>", "<a k=1/>", "<a>&none;</a>"]
 
 
@@ -301,12 +305,31 @@ def compare_saved(number, script, path):
     return found == expected, expected
 
 
+def check_expressions(program):
+    """Any text may be a key of what only reads: it is evaluated or refused, and nothing else."""
+    rng, operations = random.Random(1), []
+    keys = [*TOKENS, *("a[" + token + "]" for token in TOKENS), *("a/" + token for token in TOKENS)]
+    while len(keys) < EXPRESSIONS:
+        keys.append("".join(rng.choices(TOKENS, k=rng.randint(2, 7))))
+    for key in keys:
+        operations += [("load", '<a k="1"><b><a/></b><b>t</b></a>'), ("xml",), ("child-keys", key),
+                       ("get-string", key, "k", "none"), ("nodes", key, "k", "none"), ("xml",)]
+    results = program.run("expressions", operations)
+    if len(results) < len(operations):
+        print(f"FAILED: the program ended at the expression {keys[len(results) // 6]!r}")
+        return 1
+    changed = [key for i, key in enumerate(keys) if results[6 * i + 1] != results[6 * i + 5]]
+    refused = sum(result[0] == "error" for result in results)
+    print(f"{len(keys)} texts as keys, {refused} refusals, {len(changed)} changed the document")
+    return len(changed) + (refused == 0)
+
+
 def main():
     program = Program(sys.argv[1], sys.argv[2:])
     paths = [program.path(f"saved{number}.xml") for number in range(SCRIPTS)]
     scripts = [Script(number, windows(path)) for number, path in enumerate(paths)]
     results = program.run("edits", [step for script in scripts for step in script.operations])
-    failures, canonical, position = 0, b"", 0
+    failures, canonical, position = check_expressions(program), b"", 0
     for number, (script, path) in enumerate(zip(scripts, paths)):
         part = results[position:position + len(script.operations)]
         position += len(script.operations)
