@@ -168,14 +168,16 @@ public:
 
     /// Makes sure that an element has a child of this name. Creates the elements of the key that
     /// are missing, and the child only when there is none.
-    /// @param strKey the parent's key; empty: the document element.
+    /// @param strKey the parent's key; empty: the document element. Not a key that ends in a slash
+    /// behind the root's name, such as `/root/`: the child is made, but not found again, every
+    /// time.
     /// @param strName the child's tag name.
-    /// @return whether there is a child of this name now; false when @p strName is empty.
+    /// @return whether the child was found or made; false when @p strName is empty.
     bool m_F_b_AddNods(CStringW strKey, CStringW strName);
 
     /// Removes an element's first child of this name with all that is in it. Creates nothing.
-    /// @param strKey the parent's key; empty finds nothing: name the document element by a key with
-    /// two slashes, such as `/root/`.
+    /// @param strKey the parent's key; empty finds nothing: name the document element by its name
+    /// behind a slash (`/root`), or by any key with two slashes and nothing behind them (`/any/`).
     /// @param strName the child's tag name. An expression that selects an element which is not a
     /// child of the parent throws `_com_error`.
     /// @return whether a child was removed.
