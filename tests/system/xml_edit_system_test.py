@@ -17,7 +17,7 @@ from xml_program import Program, windows
 
 SCRIPTS = 1000
 EDITS = 16
-NAMES = ["a", "b", "c", "dev", "x-1", "Root", "root", "_u.v"]
+NAMES = ["a", "b", "c", "dev", "x-1", "Root", "root", "_u.v", "größe", "中文"]
 ATTRIBUTES = ["k", "n", "Id", "a-b", "größe"]
 PIECES = ["0", "42", "-7", " 12abc", "word", "é€", "中文", "\U0001F600", "\U00020BB7x", "&", "<", ">",
           '"', "'", "&amp;", "&#65;", "]]>", "<!--", "?>", "\n", "\t", "\r", "\r\n", " ", "  "]
@@ -82,7 +82,7 @@ class Generator:
         self.writer = Writer(rng)
 
     def name(self):
-        return self.random.choice(NAMES[:self.random.choice([3, 8])])
+        return self.random.choice(NAMES[:self.random.choice([3, len(NAMES)])])
 
     def attribute(self):
         return self.random.choice(ATTRIBUTES[:self.random.choice([2, 5])])

@@ -10,6 +10,8 @@ from lxml import etree
 
 TEXT, CDATA = "text-node", "cdata-node"
 BLANKS = " \t\r\n"
+# The system's own, through which a tag name goes; Wine's is this one.
+ANSI = "cp1252"
 NAMES = {TEXT: "#text", CDATA: "#cdata-section"}
 
 
@@ -238,7 +240,8 @@ class Model:
         if index > len(self.selection):
             return nothing
         value = self.selection[index].get(name, "")
-        return units(value), value, self.selection[index].tag
+        tag = self.selection[index].tag.encode(ANSI, "replace").decode(ANSI)
+        return units(value), value, tag
 
     def nodes(self, expression, name, default):
         if not self.is_open:
