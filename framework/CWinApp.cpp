@@ -1,5 +1,7 @@
 #include <afxwin.h>
 
+#include "window_class.h"
+
 namespace
 {
 
@@ -102,7 +104,7 @@ static BOOL AttachModule(HINSTANCE instance)
 
 // The run-time has constructed the module's global objects, the application object among them,
 // before it calls this for the attach, and destroys them after the detach.
-extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID)
+extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID reserved)
 {
     if (reason == DLL_PROCESS_ATTACH)
     {
@@ -111,6 +113,11 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID)
     if (reason == DLL_PROCESS_DETACH && moduleApp != nullptr)
     {
         moduleApp->ExitInstance();
+    }
+    const bool isProcessEnding = reserved != nullptr;
+    if (reason == DLL_PROCESS_DETACH && !isProcessEnding)
+    {
+        UnregisterWindowClass();
     }
     return TRUE;
 }

@@ -3,6 +3,8 @@
 #include <memory>
 #include <unordered_map>
 
+#include "window_class.h"
+
 // What of CWnd the platform calls and keeps.
 struct CWnd::Dispatch
 {
@@ -14,6 +16,8 @@ struct CWnd::Dispatch
 
 namespace
 {
+
+constexpr LPCTSTR kWindowClassName = _T("AfxWnd");
 
 template <typename Value>
 using WindowMap = std::unordered_map<HWND, Value, std::hash<HWND>, std::equal_to<HWND>,
@@ -78,27 +82,6 @@ private:
 
 ThreadSlot threadSlot;
 
-// The class of windows that ask for none, for as long as the module is loaded.
-class WindowClass
-{
-public:
-    static constexpr LPCTSTR kName = _T("AfxWnd");
-
-    WindowClass()
-    {
-        WNDCLASS description = {};
-        description.style = CS_DBLCLKS;
-        description.lpfnWndProc = ::DefWindowProc;
-        description.hInstance = AfxGetInstanceHandle();
-        description.hCursor = LoadCursor(nullptr, IDC_ARROW);
-        description.lpszClassName = kName;
-        RegisterClass(&description);
-    }
-    ~WindowClass() { UnregisterClass(kName, AfxGetInstanceHandle()); }
-    WindowClass(const WindowClass&) = delete;
-    WindowClass& operator=(const WindowClass&) = delete;
-};
-
 // Windows of other classes may be made on the way, such as the one of the input method.
 bool IsOfClass(HWND window, LPCTSTR className)
 {
@@ -121,6 +104,27 @@ void ForgetMainWindow(const CWnd* wnd)
 }
 
 }  // namespace
+
+LPCTSTR RegisterWindowClass()
+{
+    static const bool isRegistered = []
+    {
+        WNDCLASS description = {};
+        description.style = CS_DBLCLKS;
+        description.lpfnWndProc = ::DefWindowProc;
+        description.hInstance = AfxGetInstanceHandle();
+        description.hCursor = LoadCursor(nullptr, IDC_ARROW);
+        description.lpszClassName = kWindowClassName;
+        return RegisterClass(&description) != 0;
+    }();
+    static_cast<void>(isRegistered);
+    return kWindowClassName;
+}
+
+void UnregisterWindowClass()
+{
+    UnregisterClass(kWindowClassName, AfxGetInstanceHandle());
+}
 
 // ---- Messages
 // --------------------------------------------------------------------------------------
@@ -312,8 +316,7 @@ BOOL CWnd::CreateEx(DWORD dwExStyle, LPCTSTR lpszClassName, LPCTSTR lpszWindowNa
 {
     if (lpszClassName == nullptr)
     {
-        static const WindowClass windowClass;
-        lpszClassName = WindowClass::kName;
+        lpszClassName = RegisterWindowClass();
     }
     // The object shall see the window's first messages, too, and of a class that is not its own.
     Creation*& current = threadSlot.Get().creation;

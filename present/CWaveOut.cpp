@@ -55,7 +55,7 @@ void FreeKept(WAVEHDR& header)
 IMPLEMENT_DYNAMIC(CWaveOut, CWnd)
 
 BEGIN_MESSAGE_MAP(CWaveOut, CWnd)
-ON_MESSAGE(MM_WOM_DONE, OnPlayAudio)
+ON_MESSAGE(MM_WOM_DONE, &CWaveOut::OnPlayAudio)
 END_MESSAGE_MAP()
 
 CWaveOut::CWaveOut()

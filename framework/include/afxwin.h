@@ -52,10 +52,11 @@ protected:                                               \
         using TheBaseClass = baseClass;                     \
         static const AFX_MSGMAP_ENTRY entriesOfThis[] = {
 
-/// Has a message handled by a member `LRESULT memberFxn(WPARAM, LPARAM)`.
+/// Has a message handled by a member `LRESULT OnX(WPARAM, LPARAM)`, named as in
+/// `ON_MESSAGE(kX, &CMyWnd::OnX)`.
 #define ON_MESSAGE(message, memberFxn) \
             {message, 0, 0, 0, 1,      \
-             static_cast<LRESULT (CWnd::*)(WPARAM, LPARAM)>(&ThisClass::memberFxn)},
+             static_cast<LRESULT (CWnd::*)(WPARAM, LPARAM)>(memberFxn)},
 
 /// Ends the message map of a class.
 #define END_MESSAGE_MAP()                                                                      \

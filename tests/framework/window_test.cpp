@@ -59,9 +59,9 @@ protected:
 };
 
 BEGIN_MESSAGE_MAP(Listener, CWnd)
-ON_MESSAGE(kAsk, OnAsk)
-ON_MESSAGE(kTell, OnTell)
-ON_MESSAGE(kThrow, OnThrow)
+ON_MESSAGE(kAsk, &Listener::OnAsk)
+ON_MESSAGE(kTell, &Listener::OnTell)
+ON_MESSAGE(kThrow, &Listener::OnThrow)
 END_MESSAGE_MAP()
 
 class KeenListener : public Listener
@@ -76,7 +76,7 @@ protected:
 };
 
 BEGIN_MESSAGE_MAP(KeenListener, Listener)
-ON_MESSAGE(kTell, OnTell)
+ON_MESSAGE(kTell, &KeenListener::OnTell)
 END_MESSAGE_MAP()
 
 class RefusingListener : public CWnd
@@ -93,7 +93,7 @@ protected:
 };
 
 BEGIN_MESSAGE_MAP(RefusingListener, CWnd)
-ON_MESSAGE(WM_CREATE, OnCreate)
+ON_MESSAGE(WM_CREATE, &RefusingListener::OnCreate)
 END_MESSAGE_MAP()
 
 // Creates another window while its own is being created.

@@ -1653,7 +1653,7 @@ protected:
 IMPLEMENT_DYNAMIC(ClientPlayer, CWaveOut)
 
 BEGIN_MESSAGE_MAP(ClientPlayer, CWaveOut)
-ON_MESSAGE(kHello, OnHello)
+ON_MESSAGE(kHello, &ClientPlayer::OnHello)
 END_MESSAGE_MAP()
 
 /// One that takes the completion message for itself.
@@ -1673,7 +1673,7 @@ protected:
 };
 
 BEGIN_MESSAGE_MAP(JealousPlayer, ClientPlayer)
-ON_MESSAGE(kPlayed, OnTaken)
+ON_MESSAGE(kPlayed, &JealousPlayer::OnTaken)
 END_MESSAGE_MAP()
 
 TEST(WaveOutClassContract, IsKnownByItsName)
