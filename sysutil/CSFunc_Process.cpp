@@ -100,6 +100,9 @@ bool CSFunc::s_F_b_CreateProc(CStringW sPath, CStringW sArgs, bool bShow, int nW
     const UniqueHandle process(created.hProcess);
     const UniqueHandle thread(created.hThread);
     WaitForSingleObject(process.get(), static_cast<DWORD>(nWaitMS));
+    // Read, and deliberately not returned.
+    DWORD exitCode = 0;
+    GetExitCodeProcess(process.get(), &exitCode);
     return true;
 }
 

@@ -87,7 +87,7 @@ CXmlObj::NodeListPtr CXmlObj::m_S_SelectNodesByKey(CStringW strExpression)
     NodeListPtr nodes;
     if (vm_bOpen)
     {
-        Check(vm_pDoc->selectNodes(Expression(strExpression).Get(), &nodes), vm_pDoc);
+        Check(vm_pDoc->selectNodes(Bstr(strExpression).Get(), &nodes), vm_pDoc);
     }
     return nodes;
 }

@@ -44,7 +44,7 @@ CXmlObj::ElementPtr LeadingElement(const CXmlObj::ElementPtr& element)
 /// Moves the children of the element that @p name selects, up to the first that is no element. The
 /// name is looked up for every child. It may select another element when a child has gone, even
 /// @p to itself, so the count sees to an end.
-void MoveLeadingElements(const CXmlObj::ElementPtr& parent, const Expression& name, long count,
+void MoveLeadingElements(const CXmlObj::ElementPtr& parent, const Bstr& name, long count,
                          const CXmlObj::ElementPtr& to)
 {
     for (; count > 0; --count)
@@ -81,7 +81,7 @@ bool CXmlObj::m_F_b_RemoveNods(CStringW strKey, CStringW strName)
     {
         return false;
     }
-    const ElementPtr child = SelectElement(parent, Expression(strName));
+    const ElementPtr child = SelectElement(parent, Bstr(strName));
     if (!child)
     {
         return false;
@@ -103,9 +103,9 @@ bool CXmlObj::m_F_b_RenameNods(CStringW strKey, CStringW strOldName, CStringW st
     }
     m_F_b_RemoveNods(strKey, strNewName);
     m_F_b_AddNods(strKey, strNewName);
-    const Expression oldName(strOldName);
+    const Bstr oldName(strOldName);
     const ElementPtr from = SelectElement(parent, oldName);
-    const ElementPtr to = SelectElement(parent, Expression(strNewName));
+    const ElementPtr to = SelectElement(parent, Bstr(strNewName));
     if (from && to)
     {
         CopyAttributes(from, to);

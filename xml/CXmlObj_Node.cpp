@@ -16,7 +16,7 @@ CXmlObj::ElementPtr CXmlObj::m_F_p_FindNode(CStringW strKey, bool bCreate)
     {
         return root;
     }
-    const Expression expression(path);
+    const Bstr expression(path);
     ElementPtr element = SelectElement(root, expression);
     if (!element && bCreate &&
         m_F_b_ForceCreateMissPath(CStringW(path.data(), static_cast<int>(path.size()))))
@@ -36,7 +36,7 @@ bool CXmlObj::m_F_b_ForceCreateMissPath(CStringW strKey)
     std::wstring_view path = ViewOf(strKey);
     for (std::wstring_view name = TakeComponent(path); !name.empty(); name = TakeComponent(path))
     {
-        const Expression component(name);
+        const Bstr component(name);
         ElementPtr next = SelectElement(current, component);
         current = next ? next : AppendElement(vm_pDoc, current, component);
     }

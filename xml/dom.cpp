@@ -1,7 +1,5 @@
 #include "xml/dom.h"
 
-#include "xml/expression.h"
-
 namespace ostrel::xml
 {
 
@@ -38,17 +36,6 @@ VARIANT Bstr::ToVariant() const
     return variant;
 }
 
-// Not every implementation of the DOM survives being asked about such a text.
-Expression::Expression(std::wstring_view text) : Bstr(text)
-{
-    if (IsBroken(text))
-    {
-        _com_issue_error(E_FAIL);
-    }
-}
-
-Expression::Expression(const CStringW& text) : Expression(ViewOf(text)) {}
-
 void RaiseComError(HRESULT result, IUnknown* source, REFIID interfaceId)
 {
     IErrorInfo* information = nullptr;
@@ -63,7 +50,7 @@ void RaiseComError(HRESULT result, IUnknown* source, REFIID interfaceId)
     throw _com_error(result, information);
 }
 
-CXmlObj::ElementPtr SelectElement(const CXmlObj::ElementPtr& context, const Expression& expression)
+CXmlObj::ElementPtr SelectElement(const CXmlObj::ElementPtr& context, const Bstr& expression)
 {
     CXmlObj::NodePtr node;
     Check(context->selectSingleNode(expression.Get(), &node), context);

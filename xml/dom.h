@@ -42,15 +42,6 @@ private:
     BSTR m_text = nullptr;
 };
 
-/// A text that is an XPath expression.
-class Expression : public Bstr
-{
-public:
-    /// Throws `_com_error`, as the DOM itself would, for a text that certainly is no expression.
-    explicit Expression(std::wstring_view text);
-    explicit Expression(const CStringW& text);
-};
-
 /// Throws `_com_error` with the result and, if @p source has error information for this interface,
 /// with the thread's.
 [[noreturn]] void RaiseComError(HRESULT result, IUnknown* source, REFIID interfaceId);
@@ -66,7 +57,7 @@ void Check(HRESULT result, const _com_ptr_t<Interface>& source)
 }
 
 /// The first node that an expression selects, if it is an element; otherwise null.
-CXmlObj::ElementPtr SelectElement(const CXmlObj::ElementPtr& context, const Expression& expression);
+CXmlObj::ElementPtr SelectElement(const CXmlObj::ElementPtr& context, const Bstr& expression);
 
 /// Appends a new element.
 /// @param parent an element or the document itself.
