@@ -132,8 +132,7 @@ int IndexOf(size_t position)
 
 }  // namespace
 
-// ---- Construction and assignment
-// -----------------------------------------------------------------
+// ---- Construction and assignment ----------------------------------------------------------------
 
 template <typename BaseType>
 CStringT<BaseType>::CStringT() = default;
@@ -306,8 +305,7 @@ CStringT<BaseType>& CStringT<BaseType>::operator+=(wchar_t ch)
     return *this += CStringT(ch);
 }
 
-// ---- The text as a whole
-// -------------------------------------------------------------------------
+// ---- The text as a whole ------------------------------------------------------------------------
 
 template <typename BaseType>
 int CStringT<BaseType>::GetLength() const
@@ -386,8 +384,7 @@ void CStringT<BaseType>::Truncate(int nNewLength)
     GetText().resize(static_cast<size_t>(nNewLength));
 }
 
-// ---- Characters
-// ----------------------------------------------------------------------------------
+// ---- Characters ---------------------------------------------------------------------------------
 
 template <typename BaseType>
 typename CStringT<BaseType>::XCHAR CStringT<BaseType>::GetAt(int iChar) const
@@ -409,8 +406,7 @@ void CStringT<BaseType>::SetAt(int iChar, XCHAR ch)
     GetText()[static_cast<size_t>(iChar)] = ch;
 }
 
-// ---- The buffer
-// ----------------------------------------------------------------------------------
+// ---- The buffer ---------------------------------------------------------------------------------
 
 template <typename BaseType>
 typename CStringT<BaseType>::PXSTR CStringT<BaseType>::GetBuffer(int nMinBufferLength)
@@ -445,8 +441,7 @@ void CStringT<BaseType>::ReleaseBufferSetLength(int nNewLength)
     m_text.resize(static_cast<size_t>(nNewLength));
 }
 
-// ---- Comparison
-// ----------------------------------------------------------------------------------
+// ---- Comparison ---------------------------------------------------------------------------------
 
 template <typename BaseType>
 int CStringT<BaseType>::Compare(PCXSTR psz) const
@@ -460,8 +455,7 @@ int CStringT<BaseType>::CompareNoCase(PCXSTR psz) const
     return CompareTextNoCase(GetString(), ViewOf(psz).empty() ? CStringT().GetString() : psz);
 }
 
-// ---- Parts
-// ---------------------------------------------------------------------------------------
+// ---- Parts --------------------------------------------------------------------------------------
 
 template <typename BaseType>
 CStringT<BaseType> CStringT<BaseType>::Mid(int iFirst) const
@@ -523,8 +517,7 @@ CStringT<BaseType> CStringT<BaseType>::Tokenize(PCXSTR pszTokens, int& iStart) c
     return Mid(static_cast<int>(begin), static_cast<int>(end - begin));
 }
 
-// ---- Search
-// --------------------------------------------------------------------------------------
+// ---- Search -------------------------------------------------------------------------------------
 
 template <typename BaseType>
 int CStringT<BaseType>::Find(PCXSTR pszSub, int iStart) const
@@ -554,8 +547,7 @@ int CStringT<BaseType>::FindOneOf(PCXSTR pszCharSet) const
     return IndexOf(GetView().find_first_of(ViewOf(pszCharSet)));
 }
 
-// ---- Changes
-// -------------------------------------------------------------------------------------
+// ---- Changes ------------------------------------------------------------------------------------
 
 template <typename BaseType>
 int CStringT<BaseType>::Replace(XCHAR chOld, XCHAR chNew)
@@ -722,8 +714,7 @@ CStringT<BaseType>& CStringT<BaseType>::MakeReverse()
     return *this;
 }
 
-// ---- Formatting
-// ----------------------------------------------------------------------------------
+// ---- Formatting ---------------------------------------------------------------------------------
 
 template <typename BaseType>
 void CStringT<BaseType>::Format(PCXSTR pszFormat, ...)
@@ -782,8 +773,7 @@ void CStringT<BaseType>::AppendFormatV(PCXSTR pszFormat, va_list args)
     *this += text;
 }
 
-// ---- Inside
-// --------------------------------------------------------------------------------------
+// ---- Inside -------------------------------------------------------------------------------------
 
 template <typename BaseType>
 typename CStringT<BaseType>::View CStringT<BaseType>::GetView() const

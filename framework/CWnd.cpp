@@ -126,8 +126,7 @@ void UnregisterWindowClass()
     UnregisterClass(kWindowClassName, AfxGetInstanceHandle());
 }
 
-// ---- Messages
-// --------------------------------------------------------------------------------------
+// ---- Messages -----------------------------------------------------------------------------------
 
 LRESULT CALLBACK CWnd::Dispatch::Call(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
 {
@@ -196,8 +195,7 @@ LRESULT CWnd::DefWindowProc(UINT message, WPARAM wParam, LPARAM lParam)
                                  : CallWindowProc(m_pfnSuper, m_hWnd, message, wParam, lParam);
 }
 
-// ---- Objects and their windows
-// ---------------------------------------------------------------------
+// ---- Objects and their windows ------------------------------------------------------------------
 
 IMPLEMENT_DYNAMIC(CWnd, CCmdTarget)
 
@@ -292,8 +290,7 @@ HWND CWnd::Detach()
     return window;
 }
 
-// ---- Creation and destruction
-// ----------------------------------------------------------------------
+// ---- Creation and destruction -------------------------------------------------------------------
 
 BOOL CWnd::Create(LPCTSTR lpszClassName, LPCTSTR lpszWindowName, DWORD dwStyle, const RECT& rect,
                   CWnd* pParentWnd, UINT nID, CCreateContext* pContext)
@@ -387,8 +384,7 @@ BOOL CWnd::DestroyWindow()
     return TRUE;
 }
 
-// ---- What a window is asked
-// ------------------------------------------------------------------------
+// ---- What a window is asked ---------------------------------------------------------------------
 
 void CWnd::SetWindowText(LPCTSTR lpszString)
 {

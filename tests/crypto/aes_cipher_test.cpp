@@ -18,8 +18,7 @@ int Padded(unsigned int length)
 
 }  // namespace
 
-// ---- Deriving the key
-// ----------------------------------------------------------------------------
+// ---- Deriving the key ---------------------------------------------------------------------------
 
 TEST(AesCipher, AsksForTheAesProviderWithoutContainer)
 {
@@ -126,8 +125,7 @@ TEST(AesCipher, TheIvMayLieInItsOwnResults)
     EXPECT_EQ(Encrypt(cipher, Sample(20)), Encrypt(other, Sample(20)));
 }
 
-// ---- Encryption
-// ----------------------------------------------------------------------------------
+// ---- Encryption ---------------------------------------------------------------------------------
 
 TEST(AesCipher, EncryptsAWholeMessageWithADeclaredCapacityOf1000)
 {
@@ -173,8 +171,7 @@ TEST(AesCipher, ReportsWhatTheProviderReports)
     EXPECT_EQ(Decrypt(cipher, Sample(500)).size(), 7U);
 }
 
-// ---- Decryption
-// ----------------------------------------------------------------------------------
+// ---- Decryption ---------------------------------------------------------------------------------
 
 TEST(AesCipher, DecryptsAWholeMessage)
 {
@@ -221,8 +218,7 @@ TEST(AesCipher, WithoutItsPaddingAMessageKeepsItsLength)
     EXPECT_EQ(cipher.m_F_n_Decrypt(encrypted.data(), 32), 32);
 }
 
-// ---- Lengths that cannot be
-// ----------------------------------------------------------------------
+// ---- Lengths that cannot be ---------------------------------------------------------------------
 
 TEST(AesCipher, TheGreatestLengthsAskForEnoughMemoryAndEndWithoutIt)
 {

@@ -53,8 +53,7 @@ void ExpectNoKey(T& cipher)
 
 }  // namespace
 
-// ---- Construction, copies, release
-// ---------------------------------------------------------------
+// ---- Construction, copies, release --------------------------------------------------------------
 
 TYPED_TEST(Cipher, HasTheSevenFieldsAndNothingVirtual)
 {
@@ -205,8 +204,7 @@ TYPED_TEST(Cipher, InitReleasesTheKeyAndTheResultsBefore)
     EXPECT_EQ(Encrypt(cipher, Sample(5)), Encrypt(other, Sample(5)));
 }
 
-// ---- Deriving the key
-// ----------------------------------------------------------------------------
+// ---- Deriving the key ---------------------------------------------------------------------------
 
 TYPED_TEST(Cipher, TheWholePassPhraseIsHashedWhateverItsBytes)
 {
@@ -395,8 +393,7 @@ TYPED_TEST(Cipher, EveryHandleIsReleasedOnceHoweverOftenItIsInitialised)
     EXPECT_EQ(calls.CountOpen(), 0U);
 }
 
-// ---- Results
-// -------------------------------------------------------------------------------------
+// ---- Results ------------------------------------------------------------------------------------
 
 TYPED_TEST(Cipher, OneObjectDecryptsWhatAnotherEncrypted)
 {
@@ -507,8 +504,7 @@ TYPED_TEST(Cipher, APassPhraseMayLieInItsOwnResults)
     EXPECT_EQ(Encrypt(cipher, Sample(30)), Encrypt(other, Sample(30)));
 }
 
-// ---- Bad input, no memory
-// ------------------------------------------------------------------------
+// ---- Bad input, no memory -----------------------------------------------------------------------
 
 TYPED_TEST(Cipher, DataThatAreMissingAreNoResult)
 {

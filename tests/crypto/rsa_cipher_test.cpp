@@ -17,8 +17,7 @@ constexpr char kProvider[] = "null; Microsoft Enhanced Cryptographic Provider v1
 
 }  // namespace
 
-// ---- Deriving the key
-// ----------------------------------------------------------------------------
+// ---- Deriving the key ---------------------------------------------------------------------------
 
 TEST(RsaCipher, AsksForTheEnhancedProviderWithoutContainerWhateverTheWindows)
 {
@@ -73,8 +72,7 @@ TEST(RsaCipher, APassPhraseOfNegativeLengthIsRefused)
     EXPECT_EQ(Encrypt(cipher, data), data) << "the key before is gone";
 }
 
-// ---- Both directions
-// -----------------------------------------------------------------------------
+// ---- Both directions ----------------------------------------------------------------------------
 
 TEST(RsaCipher, EncryptsUpTo1000BytesInOneCall)
 {
@@ -208,8 +206,7 @@ TEST(RsaCipher, AProviderThatReportsTooMuchHasNothingWrittenOutsideTheResult)
     }
 }
 
-// ---- Lengths that cannot be
-// ----------------------------------------------------------------------
+// ---- Lengths that cannot be ---------------------------------------------------------------------
 
 TEST(RsaCipher, AMessageOfNegativeLengthIsNoResult)
 {

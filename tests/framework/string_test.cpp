@@ -9,8 +9,7 @@
 namespace
 {
 
-// ---- Construction and conversion
-// -----------------------------------------------------------------
+// ---- Construction and conversion ----------------------------------------------------------------
 
 TEST(String, IsEmptyAtFirst)
 {
@@ -174,8 +173,7 @@ TEST(String, EmptyClears)
     EXPECT_TRUE(text.IsEmpty());
 }
 
-// ---- Appending
-// -----------------------------------------------------------------------------------
+// ---- Appending ----------------------------------------------------------------------------------
 
 TEST(String, IsJoinedWithTextsAndCharacters)
 {
@@ -206,8 +204,7 @@ TEST(String, TruncatesToALengthWithin)
     EXPECT_THROW(text.Truncate(-1), CInvalidArgException*);
 }
 
-// ---- Characters
-// ----------------------------------------------------------------------------------
+// ---- Characters ---------------------------------------------------------------------------------
 
 TEST(String, GivesItsCharactersAndItsTerminator)
 {
@@ -235,8 +232,7 @@ TEST(String, SetAtOverwritesOneCharacter)
     EXPECT_STREQ(text, "aacdef");
 }
 
-// ---- Buffer
-// --------------------------------------------------------------------------------------
+// ---- Buffer -------------------------------------------------------------------------------------
 
 TEST(String, LendsItsBuffer)
 {
@@ -327,8 +323,7 @@ TEST(String, ABufferThatCannotBeHadThrowsMemoryException)
     EXPECT_STREQ(text, L"abc");
 }
 
-// ---- Comparison
-// ----------------------------------------------------------------------------------
+// ---- Comparison ---------------------------------------------------------------------------------
 
 TEST(String, ComparesCaseSensitively)
 {
@@ -378,8 +373,7 @@ TEST(String, OperatorsOrderTexts)
     EXPECT_TRUE(CStringA("ab") < text);
 }
 
-// ---- Parts
-// ---------------------------------------------------------------------------------------
+// ---- Parts --------------------------------------------------------------------------------------
 
 TEST(String, GivesItsMiddle)
 {
@@ -456,8 +450,7 @@ TEST(String, TokenizingDoesNotChangeTheText)
     EXPECT_STREQ(text, L"a,b");
 }
 
-// ---- Search
-// --------------------------------------------------------------------------------------
+// ---- Search -------------------------------------------------------------------------------------
 
 TEST(String, FindsTextsAndCharacters)
 {
@@ -492,8 +485,7 @@ TEST(String, FindsTheFirstOfASet)
     EXPECT_EQ(CStringA("abcdef").FindOneOf("xyz"), -1);
 }
 
-// ---- Changes
-// -------------------------------------------------------------------------------------
+// ---- Changes ------------------------------------------------------------------------------------
 
 TEST(String, ReplacesCharactersAndCountsThem)
 {

@@ -117,8 +117,7 @@ INSTANTIATE_TEST_SUITE_P(Get, BothWays, testing::Values(kDirect, kWorker),
 
 }  // namespace
 
-// ---- The request
-// -----------------------------------------------------------------------------------
+// ---- The request --------------------------------------------------------------------------------
 
 TEST_P(BothWays, ConnectsToHostAndPortWithTheTimeOut)
 {
@@ -178,8 +177,7 @@ TEST_P(BothWays, CutsARequestThatIsLongerThanTheWorkBuffer)
     EXPECT_EQ(fetch.transport.sent, ("GET /" + path).substr(0, GetParam().workSize - 1));
 }
 
-// ---- Sending
-// ---------------------------------------------------------------------------------------
+// ---- Sending ------------------------------------------------------------------------------------
 
 TEST_P(BothWays, GoesOnWithTheRestWhenOnlyAPartWasSent)
 {
@@ -253,8 +251,7 @@ TEST(WorkerGet, StopsSendingWhenThatWaitBringsNoRoomAndReadsTheAnswer)
     EXPECT_EQ(fetch.transport.sent, "GET /");
 }
 
-// ---- Result codes
-// ----------------------------------------------------------------------------------
+// ---- Result codes -------------------------------------------------------------------------------
 
 TEST_P(BothWays, EndsWithMinusTwoWhenItCannotConnect)
 {
@@ -374,8 +371,7 @@ TEST_P(BothWays, ReportsANegativeCodeAsItIs)
     EXPECT_EQ(fetch.outcome.reported, -4);
 }
 
-// ---- Reading the head
-// ------------------------------------------------------------------------------
+// ---- Reading the head ---------------------------------------------------------------------------
 
 TEST_P(BothWays, WaitsForTheAnswerWithTheTimeOut)
 {
@@ -506,8 +502,7 @@ TEST_P(BothWays, GivesTheStatedResultWhereverAnAnswerIsCutOff)
     }
 }
 
-// ---- Length and buffer
-// -----------------------------------------------------------------------------
+// ---- Length and buffer --------------------------------------------------------------------------
 
 TEST_P(BothWays, MakesTheBlockFiveBytesLongerThanTheAnnouncedLength)
 {
@@ -632,8 +627,7 @@ TEST_P(BothWays, LeavesTheBufferAloneUnlessTheAnswerIsA200)
     EXPECT_EQ(unconnected.Block(), "kept");
 }
 
-// ---- The body
-// --------------------------------------------------------------------------------------
+// ---- The body -----------------------------------------------------------------------------------
 
 TEST_P(BothWays, FindsABodyBehindTwoLineFeeds)
 {

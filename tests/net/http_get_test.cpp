@@ -56,8 +56,7 @@ int FreePort()
 
 }  // namespace
 
-// ---- Arguments
-// -------------------------------------------------------------------------------------
+// ---- Arguments ----------------------------------------------------------------------------------
 
 TEST(DirectGet, RefusesBadArgumentsAndConnectsToNobody)
 {
@@ -99,8 +98,7 @@ TEST(DirectGet, SendsCredentialsThatDoNotFitTheScratchTextAsEmpty)
     EXPECT_NE(camera.Received().find("Authorization: Basic \r\n\r\n"), std::string::npos);
 }
 
-// ---- The exchange
-// ----------------------------------------------------------------------------------
+// ---- The exchange -------------------------------------------------------------------------------
 
 TEST(DirectGet, SendsExactlyThisRequest)
 {
@@ -213,8 +211,7 @@ TEST(DirectGet, EndsWithWhatArrivedBeforeAPauseLongerThanTheTimeOut)
     EXPECT_EQ(Get(camera, data, 300), 3);
 }
 
-// ---- Failures
-// --------------------------------------------------------------------------------------
+// ---- Failures -----------------------------------------------------------------------------------
 
 TEST(DirectGet, EndsWithMinusTwoAfterTheTimeOutWhenRefused)
 {
@@ -294,8 +291,7 @@ TEST(DirectGet, NeverBlocksWithoutATimeOut)
     }
 }
 
-// ---- Resources and threads
-// -------------------------------------------------------------------------
+// ---- Resources and threads ----------------------------------------------------------------------
 
 TEST(DirectGet, ResetsTheConnectionOnEveryPath)
 {
@@ -372,8 +368,7 @@ TEST(DirectGet, ServesSeveralThreadsAtOnce)
     EXPECT_EQ(results, std::vector<int>(8, 6));
 }
 
-// ---- Small tools
-// -----------------------------------------------------------------------------------
+// ---- Small tools --------------------------------------------------------------------------------
 
 TEST(HttpAddressLookup, ReadsADottedAddress)
 {

@@ -144,8 +144,7 @@ struct FlaggedThread
 
 }  // namespace
 
-// ---- Construction, initialisation, release
-// ---------------------------------------------------------
+// ---- Construction, initialisation, release ------------------------------------------------------
 
 TEST(HttpObject, StartsWithTheStatedValues)
 {
@@ -365,8 +364,7 @@ TEST(HttpRelease, HappensInTheDestructorToo)
     EXPECT_EQ(camera.Ending(), CameraEnding::PeerReset);
 }
 
-// ---- Starting a worker
-// -----------------------------------------------------------------------------
+// ---- Starting a worker --------------------------------------------------------------------------
 
 TEST(HttpWorker, IsStartedWithItsHandleAsTheResult)
 {
@@ -492,8 +490,7 @@ TEST(HttpWorker, EndsAPredecessorThatLingersAfterItsEnd)
     EXPECT_EQ(output.Texts(), std::vector<std::string>{line});
 }
 
-// ---- What a worker does
-// ----------------------------------------------------------------------------
+// ---- What a worker does -------------------------------------------------------------------------
 
 TEST(HttpWorker, SendsExactlyThisRequest)
 {

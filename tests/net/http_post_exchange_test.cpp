@@ -325,8 +325,7 @@ TEST_P(BothPosts, PostsTheAnswerBufferItself)
     EXPECT_EQ(post.SentData(), "some data to post");
 }
 
-// ---- Direct
-// ----------------------------------------------------------------------------------------
+// ---- Direct -------------------------------------------------------------------------------------
 
 TEST(DirectPost, PausesFiveMillisecondsBetweenHeadAndData)
 {
@@ -380,8 +379,7 @@ TEST(DirectPost, HasNoDeadlineForTheWhole)
     EXPECT_EQ(post.Direct(), 10);
 }
 
-// ---- Split
-// -----------------------------------------------------------------------------------------
+// ---- Split --------------------------------------------------------------------------------------
 
 TEST(SplitPost, DoesNotPauseBetweenHeadAndData)
 {

@@ -109,8 +109,7 @@ INSTANTIATE_TEST_SUITE_P(Post, BothWorkers, testing::Values(kEndless, kGroup),
 
 }  // namespace
 
-// ---- Items
-// -----------------------------------------------------------------------------------------
+// ---- Items --------------------------------------------------------------------------------------
 
 TEST(PostItem, IsItsCountAndThenItsBytes)
 {
@@ -145,8 +144,7 @@ TEST(PostItem, NullHoldsNothing)
     net::DeletePostItem(nullptr);
 }
 
-// ---- Both workers
-// ----------------------------------------------------------------------------------
+// ---- Both workers -------------------------------------------------------------------------------
 
 TEST_P(BothWorkers, CloseTheConnectionAtTheEnd)
 {
@@ -317,8 +315,7 @@ TEST_P(BothWorkers, DoNothingOnceTheFlagIsDown)
     EXPECT_EQ(worker.queue.items.size(), 1U);
 }
 
-// ---- One request
-// -----------------------------------------------------------------------------------
+// ---- One request --------------------------------------------------------------------------------
 
 TEST(EndlessWorker, SendsOneHeadWithTheAuthorisationAloneAndThenTheBlocks)
 {
@@ -394,8 +391,7 @@ TEST(EndlessWorker, SendsABlockThatItBeganEvenIfTheFlagGoesDown)
     EXPECT_EQ(worker.transport.sent, kEndlessHead + "block");
 }
 
-// ---- One request for each block
-// --------------------------------------------------------------------
+// ---- One request for each block -----------------------------------------------------------------
 
 TEST(GroupWorker, MakesAConnectionForEveryBlock)
 {

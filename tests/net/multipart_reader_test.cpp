@@ -92,8 +92,7 @@ void ExpectThreeParts(Stream& stream, const std::string& trace = "")
 
 }  // namespace
 
-// ---- Opening
-// ---------------------------------------------------------------------------------------
+// ---- Opening ------------------------------------------------------------------------------------
 
 TEST(MultipartOpening, ConnectsToHostAndPortWithTheTimeOut)
 {
@@ -317,8 +316,7 @@ TEST(MultipartOpening, JudgesTheStatusByWhatCameFirst)
     }
 }
 
-// ---- Reading
-// ---------------------------------------------------------------------------------------
+// ---- Reading ------------------------------------------------------------------------------------
 
 TEST(MultipartReading, ReturnsTheFirstPartFirstAlthoughTheBoundaryStandsInTheHead)
 {
@@ -496,8 +494,7 @@ TEST(MultipartReading, FindsNoPartsWhenTheHeadQuotesTheBoundary)
     EXPECT_EQ(stream.Read(), 1);
 }
 
-// ---- The end of waiting
-// ----------------------------------------------------------------------------
+// ---- The end of waiting -------------------------------------------------------------------------
 
 TEST(MultipartSilence, LongerThanTheTimeOutEndsTheStream)
 {

@@ -157,8 +157,7 @@ using ForceCloseThread = SocketHelpers;
 
 }  // namespace
 
-// ---- Connect with time-out
-// -------------------------------------------------------------------------
+// ---- Connect with time-out ----------------------------------------------------------------------
 
 TEST_F(ConnectTimeOut, ConnectsToAPeerThatListens)
 {
@@ -280,8 +279,7 @@ TEST_F(ConnectTimeOut, TakesAPendingConnectForSuccessWithoutATimeOut)
     EXPECT_TRUE(Connect(client.handle, LoopbackAddress(peer.port), 0));
 }
 
-// ---- Abortive close
-// --------------------------------------------------------------------------------
+// ---- Abortive close -----------------------------------------------------------------------------
 
 TEST_F(ForceCloseSocket, ResetsTheConnection)
 {
@@ -320,8 +318,7 @@ TEST_F(ForceCloseSocket, ClosesOnceWhenCalledTwice)
     EXPECT_TRUE(IsOpen(next.handle));
 }
 
-// ---- Forced thread end
-// -----------------------------------------------------------------------------
+// ---- Forced thread end --------------------------------------------------------------------------
 
 TEST_F(ForceCloseThread, DoesNothingForANullHandle)
 {

@@ -206,8 +206,7 @@ std::string ReceiveSome(CStdSocket& socket)
 
 }  // namespace
 
-// ---- What it does for its clients
-// -----------------------------------------------------------------
+// ---- What it does for its clients ---------------------------------------------------------------
 
 TEST_F(StdSocketListener, PostsEachAcceptedSocketToTheWindow)
 {
@@ -312,8 +311,7 @@ TEST_F(StdSocketListener, ClosesAConnectionThatNoWindowTakes)
     }
 }
 
-// ---- Starting it
-// ----------------------------------------------------------------------------------
+// ---- Starting it --------------------------------------------------------------------------------
 
 TEST_F(StdSocketListener, KeepsWhatItWasStartedWith)
 {
@@ -360,8 +358,7 @@ TEST_F(StdSocketListener, IsNotStartedASecondTime)
     EXPECT_TRUE(window.WaitFor(1));
 }
 
-// ---- When it cannot listen
-// -------------------------------------------------------------------------
+// ---- When it cannot listen ----------------------------------------------------------------------
 
 TEST_F(StdSocketListener, EndsWithZeroAndClearsItsHandleWhenThePortIsInUse)
 {
@@ -466,8 +463,7 @@ TEST_F(StdSocketListener, ThreadFunctionReturnsOneWithoutAcceptingWhenTheStopCam
     EXPECT_TRUE(window.notifications.empty());
 }
 
-// ---- Stopping it
-// ----------------------------------------------------------------------------------
+// ---- Stopping it --------------------------------------------------------------------------------
 
 TEST_F(StdSocketListener, IsWokenFromItsAcceptByTheDestructor)
 {

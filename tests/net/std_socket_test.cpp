@@ -150,8 +150,7 @@ struct PlayedWinsock
 
 }  // namespace
 
-// ---- Construction and destruction
-// -----------------------------------------------------------------
+// ---- Construction and destruction ---------------------------------------------------------------
 
 static_assert(!std::is_polymorphic_v<CStdSocket>, "no virtual operations");
 static_assert(WM_SOCKET_NOTIFICATION == 0x8B0 && SOCKET_NOTIFICATION_ACCEPT == 0);
@@ -253,8 +252,7 @@ TEST_F(StdSocketStart, TestsTellAResetFromAnEndInOrder)
     }
 }
 
-// ---- Fields
-// ---------------------------------------------------------------------------------------
+// ---- Fields -------------------------------------------------------------------------------------
 
 TEST_F(StdSocketFields, AreAllCopiedAsTheyStand)
 {
@@ -382,8 +380,7 @@ TEST_F(StdSocketFields, TakeAnAcceptedSocketInRoleTwoOnly)
     EXPECT_FALSE(IsOpen(handle)) << "the object owns it";
 }
 
-// ---- Looking a host up
-// ----------------------------------------------------------------------------
+// ---- Looking a host up --------------------------------------------------------------------------
 
 TEST_F(StdSocketLookUp, ReadsADottedAddressInHostByteOrder)
 {
@@ -423,8 +420,7 @@ TEST_F(StdSocketLookUp, GivesAllOnesForAHostThatIsTooLong)
     }
 }
 
-// ---- Connecting
-// -----------------------------------------------------------------------------------
+// ---- Connecting ---------------------------------------------------------------------------------
 
 TEST_F(StdSocketConnect, ConnectsToAHostByAddressOrName)
 {
@@ -522,8 +518,7 @@ TEST_F(StdSocketConnect, CanBeTriedAgainAfterAFailure)
     EXPECT_EQ(client.m_F_n_ConnectTo(L"127.0.0.1", listener.port, 5000, 0), 1);
 }
 
-// ---- Sending
-// --------------------------------------------------------------------------------------
+// ---- Sending ------------------------------------------------------------------------------------
 
 TEST_F(StdSocketSend, IsRefusedInAnyRoleButClientAndAccepted)
 {
@@ -637,8 +632,7 @@ TEST_F(StdSocketSend, ReturnsZeroWithoutASocket)
     EXPECT_EQ(socket.m_F_n_SendSocket("data", 4, -1000), -3);
 }
 
-// ---- Receiving
-// ------------------------------------------------------------------------------------
+// ---- Receiving ----------------------------------------------------------------------------------
 
 TEST_F(StdSocketReceive, IsRefusedInAnyRoleButClientAndAccepted)
 {
@@ -793,8 +787,7 @@ TEST_F(StdSocketReceive, ReceivesNothingWithATimeOutBelowAHundred)
     EXPECT_EQ(connected.client.m_F_n_ReceviceSocket(buffer, 4, 100), 4);
 }
 
-// ---- The members that the socket helpers are, too
-// --------------------------------------------------
+// ---- The members that the socket helpers are, too -----------------------------------------------
 
 namespace
 {
@@ -963,8 +956,7 @@ TEST_F(StdSocketHelpers, TerminateAThreadThatDoesNotEndAndSayNothing)
     EXPECT_TRUE(IsOpen(connected.client.m_socket));
 }
 
-// ---- Notifications
-// --------------------------------------------------------------------------------
+// ---- Notifications ------------------------------------------------------------------------------
 
 TEST_F(StdSocketNotification, IsPostedToTheWindow)
 {

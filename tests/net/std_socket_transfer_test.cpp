@@ -129,8 +129,7 @@ std::string Zeros(int count)
 
 }  // namespace
 
-// ---- Sending
-// ---------------------------------------------------------------------------------------
+// ---- Sending ------------------------------------------------------------------------------------
 
 TEST(StreamSend, IsRefusedInAnyRoleButClientAndAccepted)
 {
@@ -341,8 +340,7 @@ TEST(StreamSend, ExceedsItsRetriesWithANegativeTimeOut)
     }
 }
 
-// ---- Receiving
-// -------------------------------------------------------------------------------------
+// ---- Receiving ----------------------------------------------------------------------------------
 
 TEST(StreamReceive, IsRefusedInAnyRoleButClientAndAccepted)
 {

@@ -31,8 +31,7 @@ HRESULT WINAPI FailToGive(IUnknown*, void** result)
     return kFailure;
 }
 
-// ---- The names of all children
-// -------------------------------------------------------------------
+// ---- The names of all children ------------------------------------------------------------------
 
 TEST_F(XmlChildNames, AreAppendedToWhatIsInTheList)
 {
@@ -104,8 +103,7 @@ TEST_F(XmlChildNames, ThrowWhenTheListCannotBeWalked)
     EXPECT_EQ(ErrorOf([&] { m_xml.m_F_n_GetChildKey(L"e", list); }), kFailure);
 }
 
-// ---- The stored selection
-// ------------------------------------------------------------------------
+// ---- The stored selection -----------------------------------------------------------------------
 
 struct Item
 {
@@ -350,8 +348,7 @@ TEST_F(XmlSelection, IsHeldByOneReferenceOfEachObjectAndReleased)
     EXPECT_EQ(ReferencesTo(list), 1U);
 }
 
-// ---- Queries
-// -------------------------------------------------------------------------------------
+// ---- Queries ------------------------------------------------------------------------------------
 
 long Count(const CXmlObj::NodeListPtr& nodes)
 {

@@ -28,8 +28,7 @@ void ExpectClosedWithoutDocument(CXmlObj& xml)
     EXPECT_FALSE(xml.m_F_p_GetDOC());
 }
 
-// ---- Construction, copies, destruction
-// -----------------------------------------------------------
+// ---- Construction, copies, destruction ----------------------------------------------------------
 
 TEST(XmlDocument, IsClosedAndHoldsNothingAtFirst)
 {
@@ -177,8 +176,7 @@ TEST(XmlDocument, GetDocTakesAReferenceForTheCaller)
     EXPECT_EQ(ReferencesTo(first), count + 1);
 }
 
-// ---- Creating the document
-// -----------------------------------------------------------------------
+// ---- Creating the document ----------------------------------------------------------------------
 
 struct CreationCall
 {
@@ -301,8 +299,7 @@ TEST(XmlDocument, LeavesTheLoadOptionsAtTheirDefaults)
     }
 }
 
-// ---- Loading a text
-// ------------------------------------------------------------------------------
+// ---- Loading a text -----------------------------------------------------------------------------
 
 TEST(XmlDocument, IsOpenAfterASuccessfulLoad)
 {
@@ -476,8 +473,7 @@ TEST(XmlDocument, AFailedAllocationOfAStringThrowsOutOfMemory)
     EXPECT_TRUE(open.m_F_b_IsOpen());
 }
 
-// ---- Files
-// ---------------------------------------------------------------------------------------
+// ---- Files --------------------------------------------------------------------------------------
 
 TEST(XmlDocument, LoadsAFile)
 {
@@ -582,8 +578,7 @@ TEST(XmlDocument, ThrowsWhenItsUrlCannotBeRead)
     EXPECT_EQ(ErrorOf([&] { xml.m_F_b_Save(L""); }), kFailure);
 }
 
-// ---- The document as text
-// ------------------------------------------------------------------------
+// ---- The document as text -----------------------------------------------------------------------
 
 TEST(XmlDocument, GivesTheTextOfTheDom)
 {
@@ -634,8 +629,7 @@ TEST(XmlDocument, ThrowsWhenItsTextCannotBeRead)
     EXPECT_EQ(ErrorOf([&] { xml.m_F_n_GetXML_Length(); }), kFailure);
 }
 
-// ---- Closing
-// -------------------------------------------------------------------------------------
+// ---- Closing ------------------------------------------------------------------------------------
 
 TEST(XmlDocument, ClosingAlwaysSucceedsAndKeepsTheDocument)
 {
@@ -680,8 +674,7 @@ TEST(XmlDocument, NoOperationWorksWhileItIsClosed)
     EXPECT_EQ(Structure(xml), L"<a><b k=\"1\">t<c/></b></a>");
 }
 
-// ---- What a thrown error carries
-// -----------------------------------------------------------------
+// ---- What a thrown error carries ----------------------------------------------------------------
 
 void LeaveErrorInformation(const wchar_t* description)
 {

@@ -12,8 +12,7 @@ using XmlAdding = XmlTest;
 using XmlRemoving = XmlTest;
 using XmlRenaming = XmlTest;
 
-// ---- Adding
-// --------------------------------------------------------------------------------------
+// ---- Adding -------------------------------------------------------------------------------------
 
 TEST_F(XmlAdding, WithAnEmptyKeyAddsToTheDocumentElement)
 {
@@ -79,8 +78,7 @@ TEST_F(XmlAdding, ThrowsWhenTheElementCannotBeCreated)
     EXPECT_EQ(Structure(m_xml), L"<root><a/></root>");
 }
 
-// ---- Removing
-// ------------------------------------------------------------------------------------
+// ---- Removing -----------------------------------------------------------------------------------
 
 TEST_F(XmlRemoving, TakesTheFirstChildOfTheNameWithItsContent)
 {
@@ -132,8 +130,7 @@ TEST_F(XmlRemoving, ThrowsForAnElementThatIsNoChildOfTheParent)
     EXPECT_EQ(Structure(m_xml), L"<root><p><a><b/></a></p></root>");
 }
 
-// ---- Renaming
-// ------------------------------------------------------------------------------------
+// ---- Renaming -----------------------------------------------------------------------------------
 
 TEST_F(XmlRenaming, MakesAnElementOfTheNewNameTheLastChild)
 {

@@ -19,8 +19,7 @@ using XmlNumber = XmlTest;
 using XmlText = XmlTest;
 using XmlNode = XmlTest;
 
-// ---- Keys
-// ----------------------------------------------------------------------------------------
+// ---- Keys ---------------------------------------------------------------------------------------
 
 TEST_F(XmlKey, NamesTheFirstElementOfItsPath)
 {
@@ -144,8 +143,7 @@ TEST_F(XmlKey, OfAnyLengthIsWithstood)
     EXPECT_EQ(m_xml.m_F_s_GetValue(L"a", L"k", L"none"), L"1");
 }
 
-// ---- Lookups that create
-// -------------------------------------------------------------------------
+// ---- Lookups that create ------------------------------------------------------------------------
 
 TEST_F(XmlCreatingLookup, AddsTheMissingElementsOfItsPathAndNoneTwice)
 {
@@ -260,8 +258,7 @@ TEST_F(XmlCreatingLookup, IsDoneByTheWritersAndTheTextReaderAlone)
               L"<a><s1><w k=\"1\"/></s1><s2><w k=\"1\"/></s2><s3><w/></s3><s4><w>t</w></s4></a>");
 }
 
-// ---- The default root
-// ----------------------------------------------------------------------------
+// ---- The default root ---------------------------------------------------------------------------
 
 TEST_F(XmlDefaultRoot, IsMadeByAnyLookup)
 {
@@ -322,8 +319,7 @@ TEST_F(XmlDefaultRoot, ThatCannotBeMadeThrows)
     EXPECT_EQ(ErrorOf([&] { m_xml.m_F_s_GetValue(L"a", L"k", L""); }), kFailure);
 }
 
-// ---- Values
-// --------------------------------------------------------------------------------------
+// ---- Values -------------------------------------------------------------------------------------
 
 TEST_F(XmlValue, IsAnAttributeAndItsLength)
 {
@@ -514,8 +510,7 @@ TEST_F(XmlValue, WhoseMapCannotBeReadThrows)
     EXPECT_EQ(ErrorOf([&] { m_xml.m_F_s_GetValue(L"a", L"k", L""); }), kFailure);
 }
 
-// ---- Numbers
-// -------------------------------------------------------------------------------------
+// ---- Numbers ------------------------------------------------------------------------------------
 
 TEST_F(XmlNumber, IsReadAsFarAsItGoes)
 {
@@ -558,8 +553,7 @@ TEST_F(XmlNumber, IsTheDefaultForAMissingOrEmptyAttribute)
     EXPECT_EQ(m_xml.m_F_n_GetValueInt(L"a", L"", 7), 7);
 }
 
-// ---- Texts
-// ---------------------------------------------------------------------------------------
+// ---- Texts --------------------------------------------------------------------------------------
 
 TEST_F(XmlText, IsOfTheElementAndAllInIt)
 {
@@ -650,8 +644,7 @@ TEST_F(XmlText, ThatCannotBeReadThrows)
     EXPECT_EQ(ErrorOf([&] { m_xml.m_F_n_GetText(L"a", text, L"default"); }), kFailure);
 }
 
-// ---- Nodes that the client holds
-// -----------------------------------------------------------------
+// ---- Nodes that the client holds ----------------------------------------------------------------
 
 TEST_F(XmlNode, HasItsAttributesRead)
 {

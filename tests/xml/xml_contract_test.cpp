@@ -2158,8 +2158,7 @@ TEST_F(XmlValueContract, ATextOfTheDocumentElementIsReachedByItsName)
     EXPECT_EQ(Wide(text), L"t");
 }
 
-// ---- Attributes of nodes that the client holds
-// ---------------------------------------------------
+// ---- Attributes of nodes that the client holds --------------------------------------------------
 
 TEST_F(XmlValueContract, AnAttributeOfANodeIsRead)
 {
