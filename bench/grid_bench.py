@@ -34,7 +34,7 @@ def processor_seconds(name):
     return total / os.sysconf("SC_CLK_TCK")
 
 
-def measure(command, seconds, environment=None):
+def measure(command, environment=None):
     """Runs the command; tells percents of one core: its own, the display's, the Wine server's."""
     servers = ["Xvfb", "wineserver64"]
     before = [processor_seconds(name) for name in servers]
@@ -71,7 +71,7 @@ def live_view(folder, seconds, command):
         shares = measure(
             [*command, "--grid", "2x2", "--seconds", str(seconds), "--sound",
              "--cameras", f"Z:{folder}/cameras.xml", "--summary", f"Z:{folder}/{path}.txt",
-             *(["--gdi"] if path == "GDI" else [])], seconds)
+             *(["--gdi"] if path == "GDI" else [])])
         with open(f"{folder}/{path}.txt", encoding="utf-8") as file:
             summary = file.read()
         drawn = re.findall(r"frames drawn: (\d+)", summary)
@@ -92,7 +92,7 @@ def ffplay(folder, seconds):
     graph += f"xstack=inputs={PANES}:layout=0_0|w0_0|0_h0|w0_h0"
     environment = dict(os.environ, SDL_AUDIODRIVER="dummy")
     report("ffplay", measure(["ffplay", "-v", "error", "-autoexit", "-f", "lavfi", "-i", graph],
-                             seconds, environment))
+                             environment))
 
 
 def main():

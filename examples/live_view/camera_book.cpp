@@ -29,7 +29,7 @@ std::string Narrow(const CStringW& text)
     throw std::runtime_error(std::filesystem::path(file).u8string() + ": " + why);
 }
 
-// The cameras are elements of names of their own, so that each can be named by a key.
+// Elements of names of their own, so that a key can name each.
 CStringW KeyOf(std::size_t index)
 {
     CStringW key;
@@ -40,11 +40,6 @@ CStringW KeyOf(std::size_t index)
 void Write(CXmlObj& document, const CStringW& key, const KnownCamera& camera)
 {
     document.m_F_b_SetValue(key, L"name", Wide(camera.name));
-    document.m_F_b_SetValue(key, L"embedded", camera.isEmbedded ? 1 : 0);
-    if (camera.isEmbedded)
-    {
-        return;
-    }
     document.m_F_b_SetValue(key, L"host", Wide(camera.url.host));
     document.m_F_b_SetValue(key, L"port", camera.url.port);
     document.m_F_b_SetValue(key, L"path", Wide(camera.url.path));
@@ -52,33 +47,48 @@ void Write(CXmlObj& document, const CStringW& key, const KnownCamera& camera)
     document.m_F_b_SetValue(key, L"password", CStringW(Encipher(camera.url.password).c_str()));
 }
 
+// One of the elements that were selected, whatever its name.
+class CameraElement
+{
+public:
+    CameraElement(CXmlObj& document, int index) : document_(document), index_(index) {}
+
+    CStringW Wide(const wchar_t* name) const
+    {
+        CStringW value;
+        CStringW tagName;
+        document_.m_F_n_GetSelectedChildItemAttr(index_, name, value, tagName);
+        return value;
+    }
+    std::string Text(const wchar_t* name) const { return Narrow(Wide(name)); }
+
+private:
+    CXmlObj& document_;
+    int index_;
+};
+
 // The user's own hand writes a password as it is, under a name of its own; the program keeps it
 // enciphered from then on.
-std::optional<std::string> ReadPassword(CXmlObj& document, const CStringW& key)
+std::optional<std::string> ReadPassword(const CameraElement& element)
 {
-    const CStringW plain = document.m_F_s_GetValue(key, L"newPassword", L"");
-    if (!plain.IsEmpty())
-    {
-        return Narrow(plain);
-    }
-    const CStringW enciphered = document.m_F_s_GetValue(key, L"password", L"");
-    return enciphered.IsEmpty() ? std::string() : Decipher(enciphered.GetString());
+    const std::string plain = element.Text(L"newPassword");
+    const CStringW enciphered = element.Wide(L"password");
+    return !plain.empty() || enciphered.IsEmpty() ? plain : Decipher(enciphered.GetString());
 }
 
-KnownCamera Read(CXmlObj& document, const CStringW& key, const std::wstring& file)
+KnownCamera Read(const CameraElement& element, const std::wstring& file)
 {
     KnownCamera camera;
-    camera.name = Narrow(document.m_F_s_GetValue(key, L"name", L""));
-    camera.isEmbedded = document.m_F_n_GetValueInt(key, L"embedded", 0) != 0;
-    if (camera.isEmbedded)
+    camera.name = element.Text(L"name");
+    camera.url.host = element.Text(L"host");
+    camera.url.path = element.Text(L"path");
+    camera.url.user = element.Text(L"user");
+    const CStringW port = element.Wide(L"port");
+    if (!port.IsEmpty())
     {
-        return camera;
+        camera.url.port = _wtoi(port);
     }
-    camera.url.host = Narrow(document.m_F_s_GetValue(key, L"host", L""));
-    camera.url.port = document.m_F_n_GetValueInt(key, L"port", 80);
-    camera.url.path = Narrow(document.m_F_s_GetValue(key, L"path", L""));
-    camera.url.user = Narrow(document.m_F_s_GetValue(key, L"user", L""));
-    const std::optional<std::string> password = ReadPassword(document, key);
+    const std::optional<std::string> password = ReadPassword(element);
     if (!password)
     {
         Fail(file, "the password of \"" + camera.name + "\" cannot be read");
@@ -90,9 +100,16 @@ KnownCamera Read(CXmlObj& document, const CStringW& key, const std::wstring& fil
     }
     catch (const std::invalid_argument& error)
     {
-        Fail(file, error.what());
+        Fail(file, "\"" + camera.name + "\": " + error.what());
     }
     return camera;
+}
+
+bool IsCameraBook(CXmlObj& document)
+{
+    long count = 0;
+    document.m_S_SelectNodesByKey(L"/live_view")->get_length(&count);
+    return count == 1;
 }
 
 std::optional<RECT> ReadWindow(CXmlObj& document)
@@ -119,15 +136,15 @@ std::optional<CameraBook> CameraBook::Load(const std::wstring& file)
         return std::nullopt;
     }
     CXmlObj document;
-    if (!document.m_F_b_LoadXMLFile(file.c_str()))
+    if (!document.m_F_b_LoadXMLFile(file.c_str()) || !IsCameraBook(document))
     {
-        Fail(file, "this is no XML document");
+        Fail(file, "this is no list of cameras");
     }
     CameraBook book;
     const int count = document.m_F_n_SelectChildNodes(kCameras);
     for (int i = 0; i < count; ++i)
     {
-        book.cameras.push_back(Read(document, KeyOf(i), file));
+        book.cameras.push_back(Read(CameraElement(document, i), file));
     }
     book.window = ReadWindow(document);
     return book;
@@ -135,29 +152,29 @@ std::optional<CameraBook> CameraBook::Load(const std::wstring& file)
 
 void CameraBook::Save(const std::wstring& file) const
 {
-    CXmlObj document;
-    if (!document.m_F_b_LoadXML(kEmpty))
-    {
-        Fail(file, "there is no XML on this machine");
-    }
-    for (std::size_t i = 0; i < cameras.size(); ++i)
-    {
-        Write(document, KeyOf(i), cameras[i]);
-    }
-    if (window)
-    {
-        document.m_F_b_SetValue(kWindow, L"left", window->left);
-        document.m_F_b_SetValue(kWindow, L"top", window->top);
-        document.m_F_b_SetValue(kWindow, L"right", window->right);
-        document.m_F_b_SetValue(kWindow, L"bottom", window->bottom);
-    }
     // The library takes backslashes for the separators.
     std::filesystem::path path = std::filesystem::absolute(file);
     path.make_preferred();
     CSFunc::s_F_n_CreateDirectorys(path.parent_path().c_str());
+    CXmlObj document;
     try
     {
-        document.m_F_b_Save(path.c_str());
+        document.m_F_b_LoadXML(kEmpty);
+        for (std::size_t i = 0; i < cameras.size(); ++i)
+        {
+            Write(document, KeyOf(i), cameras[i]);
+        }
+        if (window)
+        {
+            document.m_F_b_SetValue(kWindow, L"left", window->left);
+            document.m_F_b_SetValue(kWindow, L"top", window->top);
+            document.m_F_b_SetValue(kWindow, L"right", window->right);
+            document.m_F_b_SetValue(kWindow, L"bottom", window->bottom);
+        }
+        if (!document.m_F_b_Save(path.c_str()))
+        {
+            Fail(file, "there is no XML on this machine");
+        }
     }
     catch (const _com_error&)
     {

@@ -11,8 +11,7 @@
 
 struct KnownCamera
 {
-    std::string name;         // UTF-8, as is all text here
-    bool isEmbedded = false;  // made anew in each run; has no address that could be kept
+    std::string name;  // UTF-8, as is all text here
     CameraUrl url;
 };
 

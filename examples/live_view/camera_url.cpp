@@ -16,6 +16,11 @@ bool IsVisible(unsigned char byte)
     return byte > ' ' && byte != 0x7F;
 }
 
+bool IsControl(unsigned char byte)
+{
+    return byte < ' ' || byte == 0x7F;
+}
+
 std::string PercentDecoded(const std::string& text)
 {
     std::string decoded;
@@ -93,6 +98,10 @@ void CameraUrl::Check() const
     if (!std::all_of(visible.begin(), visible.end(), IsVisible))
     {
         Refuse("host or path hold a blank or a control character");
+    }
+    if (std::any_of(user.begin(), user.end(), IsControl))
+    {
+        Refuse("the user name holds a control character");
     }
     if (user.find(':') != std::string::npos)
     {

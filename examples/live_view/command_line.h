@@ -6,7 +6,7 @@
 
 struct Options
 {
-    std::string url;  // empty: the embedded camera
+    std::string url;  // empty: the cameras of the file, or embedded ones
     bool help = false;
     bool useGdi = false;
     int seconds = 0;  // 0: until the window is closed

@@ -2,6 +2,7 @@
 
 #include <CSFunc.h>
 
+#include <new>
 #include <stdexcept>
 #include <utility>
 
@@ -31,6 +32,9 @@ void Feed::FetchNow()
 
 int Feed::StartFetch(HWND window, UINT message)
 {
+    // A picture without a byte is not handed on.
+    loading_ = {};
+    loading_.trouble = "empty picture";
     fetchTime_.Lap();
     const int number = camera_.StartFetch(window, message);
     if (number == 0)
@@ -63,10 +67,17 @@ void Feed::SetTrouble(const std::string& trouble)
 // On the worker's thread, but for the first picture.
 void Feed::Load(unsigned char* jpeg, int length)
 {
-    loading_ = coming_.Load(jpeg, length);
-    if (loading_.trouble.empty())
+    try
     {
-        overlay_.Write(name_, coming_);
+        loading_ = coming_.Load(jpeg, length);
+        if (loading_.trouble.empty())
+        {
+            overlay_.Write(name_, coming_);
+        }
+    }
+    catch (const std::bad_alloc&)
+    {
+        loading_.trouble = "picture too large for the memory";
     }
 }
 

@@ -49,7 +49,6 @@ private:
     bool Take(CMemManage& jpeg, int length);
 
     const std::string name_;
-    Camera camera_;
     Overlay overlay_;
     // The worker decodes into the one picture while the other is shown.
     Picture shown_;
@@ -59,4 +58,5 @@ private:
     int number_ = -1;
     std::string trouble_;
     Stopwatch fetchTime_;
+    Camera camera_;  // last: its end waits for the worker, which uses the others
 };

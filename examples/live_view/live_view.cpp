@@ -165,7 +165,8 @@ void LiveView::ReportOnConsole()
     }
     std::printf("%s\n", line.c_str());
     std::fflush(stdout);
-    SetWindowTextA(window_.Handle(), (Title() + " - " + line).c_str());
+    const std::string title = Title() + " - " + line;
+    SetWindowTextW(window_.Handle(), CSFunc::s_F_s_Utf8ToUnicode(title.c_str()));
 }
 
 std::string LiveView::Title() const
@@ -176,15 +177,16 @@ std::string LiveView::Title() const
 
 void LiveView::SaveSnapshots()
 {
-    for (const auto& feed : feeds_)
+    for (std::size_t i = 0; i < feeds_.size(); ++i)
     {
-        if (feed->statistics.frames == 0)
+        if (feeds_[i]->statistics.frames == 0)
         {
             continue;
         }
         try
         {
-            const std::string file = SaveSnapshot(options_.snapshotFolder, *feed);
+            const std::string file =
+                SaveSnapshot(options_.snapshotFolder, static_cast<int>(i) + 1, *feeds_[i]);
             std::printf("Snapshot: %s\n", file.c_str());
         }
         catch (const std::exception& error)

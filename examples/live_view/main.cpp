@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <filesystem>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -25,51 +24,41 @@ enum ExitCode
     kBadCommandLine = 2
 };
 
-KnownCamera MakeEmbedded(std::size_t index)
-{
-    KnownCamera camera;
-    camera.name = "Camera " + std::to_string(index + 1);
-    camera.isEmbedded = true;
-    return camera;
-}
-
-// What the file names, changed by what the command line asks for.
+// What the file names; the camera of the command line comes first.
 CameraBook OpenBook(const std::wstring& file, const Options& options)
 {
     CameraBook book = CameraBook::Load(file).value_or(CameraBook{});
     if (!options.url.empty())
     {
-        KnownCamera camera;
-        camera.url = ParseCameraUrl(options.url);
-        camera.name = camera.url.host;
-        book.cameras = {camera};
-    }
-    const std::size_t panes = static_cast<std::size_t>(options.gridRows) * options.gridColumns;
-    const auto isEmbedded = [](const KnownCamera& camera) { return camera.isEmbedded; };
-    if (options.embedded || std::all_of(book.cameras.begin(), book.cameras.end(), isEmbedded))
-    {
-        book.cameras.clear();
-        while (book.cameras.size() < panes)
-        {
-            book.cameras.push_back(MakeEmbedded(book.cameras.size()));
-        }
+        const CameraUrl url = ParseCameraUrl(options.url);
+        const auto isSame = [&url](const KnownCamera& known)
+        { return known.url.WithoutPassword() == url.WithoutPassword(); };
+        book.cameras.erase(std::remove_if(book.cameras.begin(), book.cameras.end(), isSame),
+                           book.cameras.end());
+        book.cameras.insert(book.cameras.begin(), KnownCamera{url.host, url});
     }
     return book;
 }
 
-// The embedded cameras that the book names, and their addresses in it.
-std::vector<std::unique_ptr<EmbeddedCamera>> StartEmbedded(std::vector<KnownCamera>& cameras)
+using EmbeddedCameras = std::vector<std::unique_ptr<EmbeddedCamera>>;
+
+// The cameras for the grid: those of the book, or, where there are none to show, embedded ones.
+std::vector<KnownCamera> ChooseCameras(const CameraBook& book, const Options& options,
+                                       EmbeddedCameras& embedded)
 {
-    std::vector<std::unique_ptr<EmbeddedCamera>> embedded;
-    for (KnownCamera& camera : cameras)
+    const std::size_t places = static_cast<std::size_t>(options.gridRows) * options.gridColumns;
+    std::vector<KnownCamera> cameras = book.cameras;
+    cameras.resize(options.embedded ? 0 : std::min(cameras.size(), places));
+    if (cameras.empty())
     {
-        if (camera.isEmbedded)
+        while (cameras.size() < places)
         {
             embedded.push_back(std::make_unique<EmbeddedCamera>());
-            camera.url = ParseCameraUrl(embedded.back()->Url());
+            cameras.push_back({"Camera " + std::to_string(embedded.size()),
+                               ParseCameraUrl(embedded.back()->Url())});
         }
     }
-    return embedded;
+    return cameras;
 }
 
 // The first pictures are fetched directly: before there is a window, nothing else is to be done,
@@ -129,16 +118,13 @@ int Run(const Options& options)
     const std::wstring file =
         options.camerasFile.empty() ? CameraBook::DefaultFile() : options.camerasFile;
     CameraBook book = OpenBook(file, options);
-    // Those that find no pane are kept, not shown.
-    std::vector<KnownCamera> cameras = book.cameras;
-    cameras.resize(std::min<std::size_t>(
-        cameras.size(), static_cast<std::size_t>(options.gridRows) * options.gridColumns));
-    const auto embedded = StartEmbedded(cameras);
+    EmbeddedCameras embedded;
+    const std::vector<KnownCamera> cameras = ChooseCameras(book, options, embedded);
 
     std::optional<CameraUrl> events;
     if (options.stream)
     {
-        if (!options.streamPath && !cameras.front().isEmbedded)
+        if (!options.streamPath && embedded.empty())
         {
             throw std::invalid_argument("--stream-path tells where this camera's events are");
         }

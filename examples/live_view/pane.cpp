@@ -56,9 +56,9 @@ void Pane::EndFetch()
 
 void Pane::Show()
 {
-    if (IsIconic(window_.Owner()))
+    if (feed_.Number() < 0 || IsIconic(window_.Owner()))
     {
-        return;  // there is nothing to draw into
+        return;  // there is nothing to draw, or to draw into
     }
     Stopwatch watch;
     if (!Draw())

@@ -16,6 +16,10 @@ constexpr int kSoundSamples = Tone::kSamplesPerSecond / 10;  // written at a tim
 Recorder::Recorder(const std::wstring& file, Feed& feed, int framesPerSecond)
     : feed_(feed), width_(feed.Shown().width), height_(feed.Shown().height)
 {
+    if (feed.Number() < 0)
+    {
+        throw std::runtime_error("there is no picture of " + feed.Name() + " to record");
+    }
     BITMAPINFO format = {};
     format.bmiHeader.biSize = sizeof format.bmiHeader;
     format.bmiHeader.biWidth = width_;

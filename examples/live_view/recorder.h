@@ -12,8 +12,8 @@
 class Recorder
 {
 public:
-    // The feed has a picture, and outlives the recorder. Throws std::runtime_error when the file
-    // cannot be made.
+    // The feed outlives the recorder. Throws std::runtime_error when it has no picture yet, or the
+    // file cannot be made.
     Recorder(const std::wstring& file, Feed& feed, int framesPerSecond);
 
     // Writes all that is due until now, in milliseconds since the start of the recording. Where no

@@ -23,13 +23,13 @@ std::wstring AsFileName(const std::string& name)
 }
 }  // namespace
 
-std::string SaveSnapshot(const std::wstring& folder, Feed& feed)
+std::string SaveSnapshot(const std::wstring& folder, int number, Feed& feed)
 {
     const SYSTEMTIME now = LocalTime();
     CStringW date;
     date.Format(L"%04d-%02d-%02d", now.wYear, now.wMonth, now.wDay);
     CStringW time;
-    time.Format(L"%02d-%02d-%02d ", now.wHour, now.wMinute, now.wSecond);
+    time.Format(L"%02d-%02d-%02d %d ", now.wHour, now.wMinute, now.wSecond, number);
 
     // The library takes backslashes for the separators.
     std::filesystem::path path = std::filesystem::absolute(folder) / date.GetString();

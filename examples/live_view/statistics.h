@@ -53,7 +53,7 @@ public:
     std::string Report() const;
 
     int frames = 0;                // drawn
-    int dropped = 0;               // due, but the one before was still coming
+    int dropped = 0;               // due while the one before was still coming, or too late
     unsigned long long bytes = 0;  // of all pictures received
     int width = 0;                 // of the last picture
     int height = 0;

@@ -177,6 +177,7 @@ TEST(CameraUrl, ChecksFieldsThatCameFromElsewhere)
     EXPECT_TRUE(refuses([](CameraUrl& url) { url.path = "a b"; }));
     EXPECT_TRUE(refuses([](CameraUrl& url) { url.path.assign(CameraUrl::kLongestPath + 1, 'p'); }));
     EXPECT_TRUE(refuses([](CameraUrl& url) { url.user = "a:b"; }));
+    EXPECT_TRUE(refuses([](CameraUrl& url) { url.user = "a\x01"; }));
     EXPECT_TRUE(refuses([&](CameraUrl& url) { url.user = tooLong; }));
     EXPECT_TRUE(refuses([&](CameraUrl& url) { url.password = tooLong; }));
     EXPECT_TRUE(refuses([](CameraUrl& url) { url.port = 0; }));
