@@ -17,6 +17,7 @@ import hashlib
 import http.server
 import os
 import shutil
+import signal
 import socket
 import subprocess
 import sys
@@ -119,6 +120,8 @@ def wait_until_listening(process, port):
 def main():
     folder, separator, *command = sys.argv[1:]
     assert separator == "--" and command, __doc__
+    # Terminated, it still stops what it has started.
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))
     shutil.rmtree(folder, ignore_errors=True)
     os.makedirs(folder)
     subprocess.run(["ffmpeg", "-v", "error", *PICTURES, f"{folder}/pictures.mpjpeg"], check=True)

@@ -99,20 +99,23 @@ def start_session(folder, environment):
     prefix = f"{folder}/prefix"
     os.makedirs(prefix, exist_ok=True)
     server = subprocess.Popen([SERVER, "--foreground", "--persistent"], env=environment)
-    status = os.stat(prefix)
-    socket = f"/tmp/*wine-*/server-{status.st_dev:x}-{status.st_ino:x}/socket"
-    deadline = time.monotonic() + 30
-    while not glob.glob(socket):
-        if time.monotonic() > deadline:
-            server.send_signal(signal.SIGINT)
-            server.wait(30)
-            raise SystemExit("the Wine server does not start")
-        time.sleep(0.05)
-    if not os.path.exists(f"{prefix}/.ready"):
-        with open(f"{folder}/wineboot.log", "w") as log:
-            subprocess.run([WINE, "wineboot.exe", "--init"], env=environment, stdout=log, stderr=log,
-                           check=True)
-        open(f"{prefix}/.ready", "w").close()
+    try:
+        status = os.stat(prefix)
+        socket = f"/tmp/*wine-*/server-{status.st_dev:x}-{status.st_ino:x}/socket"
+        deadline = time.monotonic() + 30
+        while not glob.glob(socket):
+            if time.monotonic() > deadline:
+                raise SystemExit("the Wine server does not start")
+            time.sleep(0.05)
+        if not os.path.exists(f"{prefix}/.ready"):
+            with open(f"{folder}/wineboot.log", "w") as log:
+                subprocess.run([WINE, "wineboot.exe", "--init"], env=environment, stdout=log, stderr=log,
+                               check=True)
+            open(f"{prefix}/.ready", "w").close()
+    except BaseException:
+        server.send_signal(signal.SIGINT)
+        server.wait(30)
+        raise
     return server
 
 
@@ -125,7 +128,7 @@ def main():
     display, name = start_display(folder)
     try:
         environment = dict(os.environ, DISPLAY=name, WINEPREFIX=f"{folder}/prefix", WINEDEBUG="-all",
-                           WINEDLLOVERRIDES="mscoree,mshtml=;winedbg.exe=d", LANG="C.UTF-8",
+                           WINEDLLOVERRIDES="mscoree,mshtml=;winedbg.exe=d;winemenubuilder.exe=d", LANG="C.UTF-8",
                            OSTREL_MONITORS=desktop_rectangles())
         server = start_session(folder, environment)
         try:

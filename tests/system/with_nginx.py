@@ -13,6 +13,7 @@ and OSTREL_HTTP_ROOT, the folder of the files served. What is served:
 """
 import os
 import shutil
+import signal
 import socket
 import subprocess
 import sys
@@ -100,6 +101,8 @@ def wait_until_listening(server, port):
 def main():
     folder, separator, *command = sys.argv[1:]
     assert separator == "--" and command, __doc__
+    # Terminated, it still stops what it has started.
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))
     shutil.rmtree(folder, ignore_errors=True)
     make_files(f"{folder}/root")
     password = subprocess.run(["openssl", "passwd", "-apr1", "s3cret word"], check=True,

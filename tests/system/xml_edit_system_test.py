@@ -150,6 +150,9 @@ class Generator:
         key, old_name = self.parent_and_child()
         if "[" in key or "*" in key or "|" in key or "@" in key:
             key = self.key()  # The new element is made by a key, too.
+        if old_name in NAMES and self.random.random() < 0.3:
+            condition = self.random.choice(["*", self.name(), "@" + self.attribute()])
+            return key, f"{self.random.choice([old_name, '*'])}[{condition}]", self.name()
         return key, old_name, self.random.choice([self.name()] * 9 + [old_name, ""])
 
     def key(self):

@@ -208,8 +208,10 @@ class Model:
         if old is not None and new is not None:
             for name, value in old.attrib.items():
                 new.set(name, value)
-            while old is not new and len(old) and is_element(old[0]):
+            # The name is looked up for every child. Children of the new element would never end.
+            while old is not None and old is not new and len(old) and is_element(old[0]):
                 new.append(old[0])
+                old = self.select(parent, old_name)
         self.remove(key, old_name)
         return (1,)
 
