@@ -35,8 +35,9 @@
 /// **Errors.** What is missing is told by results. A DOM call that fails (an expression or a name
 /// that is not valid, a file that cannot be written) throws `_com_error` with its result code, and
 /// with its `IErrorInfo` where the failing interface says that it has one; a null interface where
-/// one is needed throws it with `E_POINTER`, and memory that cannot be had with `E_OUTOFMEMORY`. No
-/// member catches it.
+/// one is needed throws it with `E_POINTER`, and memory that the DOM's texts (`BSTR`) cannot have
+/// with `E_OUTOFMEMORY`. Where memory for a string or a list's entry cannot be had, a
+/// `CMemoryException*` is thrown. No member catches either.
 ///
 /// **Copies** share the DOM: what is edited through one is seen by the other. Nothing is
 /// duplicated.
@@ -80,13 +81,17 @@ public:
     bool m_F_b_LoadXML(CStringW strXml);
 
     /// Loads a document from a file, in every other respect as m_F_b_LoadXML().
+    ///
+    /// The DOM's `async` is left as the platform has it. Where it is on, as on Windows, true may
+    /// come before the document is parsed, and so before what is wrong with it is known; see
+    /// docs/xml.md, also for files that are not trusted.
     /// @param strPath file path or URL.
     bool m_F_b_LoadXMLFile(CStringW strPath);
 
     /// Writes the document as the DOM does: nothing is indented and no declaration is added.
     /// @param strPath file path; empty: where the document was loaded from.
-    /// @return false when the document is not open, or @p strPath is empty and the document was not
-    /// loaded from a file; true otherwise. A file that cannot be written throws `_com_error`.
+    /// @return false when the document is not open, or @p strPath is empty and the document was
+    /// loaded from a text; true otherwise. A file that cannot be written throws `_com_error`.
     bool m_F_b_Save(CStringW strPath);
 
     /// @return the document as text, empty when it is not open.
@@ -189,10 +194,17 @@ public:
     /// - A child that has the new name already is removed first, with its content.
     /// - Children are moved up to the first that is not an element: it and all that follow it, be
     ///   they text, comments or elements, are lost.
-    /// - If both names are the same, the child is removed; of several, the first two are.
+    /// - The old name is looked up again for each child that is moved. As a tag name it selects the
+    ///   same element every time; an expression such as `a[c]` may select another then, whose
+    ///   leading children are moved as well. When it selects the new element, the moving ends.
+    /// - What the old name selects in the end is removed; for an expression that may be another
+    ///   element than the first, even the new one, or none.
+    /// - If both names are the same, the child is removed; of several, the first two are, for the
+    ///   second is then both the old and the new one.
     /// - If there is no child of the old name, the parent gains an empty one of the new name.
     /// @param strKey the parent's key; empty finds nothing, see m_F_b_RemoveNods().
-    /// @param strOldName, strNewName tag names.
+    /// @param strOldName a tag name or an expression relative to the parent.
+    /// @param strNewName a tag name.
     /// @return false when an argument is empty or there is no parent; true otherwise.
     bool m_F_b_RenameNods(CStringW strKey, CStringW strOldName, CStringW strNewName);
 

@@ -21,13 +21,18 @@ void CopyAttributes(const CXmlObj::ElementPtr& from, const CXmlObj::ElementPtr& 
     }
 }
 
-long CountChildren(const CXmlObj::ElementPtr& element)
+CXmlObj::NodePtr PreviousSibling(const CXmlObj::NodePtr& node)
 {
-    CXmlObj::NodeListPtr children;
-    Check(element->get_childNodes(&children), element);
-    long count = 0;
-    Check(children->get_length(&count), children);
-    return count;
+    CXmlObj::NodePtr sibling;
+    Check(node->get_previousSibling(&sibling), node);
+    return sibling;
+}
+
+CXmlObj::NodePtr Parent(const CXmlObj::NodePtr& node)
+{
+    CXmlObj::NodePtr parent;
+    Check(node->get_parentNode(&parent), node);
+    return parent;
 }
 
 /// The first child, if it is an element; otherwise null.
@@ -41,20 +46,46 @@ CXmlObj::ElementPtr LeadingElement(const CXmlObj::ElementPtr& element)
     return child;
 }
 
-/// Moves the children of the element that @p name selects, up to the first that is no element. The
-/// name is looked up for every child. It may select another element when a child has gone, even
-/// @p to itself, so the count sees to an end.
-void MoveLeadingElements(const CXmlObj::ElementPtr& parent, const Bstr& name, long count,
+/// How many nodes stand before a node in its parent.
+long IndexOf(const CXmlObj::NodePtr& node)
+{
+    long index = 0;
+    for (CXmlObj::NodePtr before = PreviousSibling(node); before; before = PreviousSibling(before))
+    {
+        ++index;
+    }
+    return index;
+}
+
+/// Whether two references are to the same element of a document. The pointers do not tell: a DOM
+/// may make another object for an element each time that it hands it out. The names tell most apart
+/// at once, and where an element stands tells all.
+bool IsSame(const CXmlObj::ElementPtr& one, const CXmlObj::ElementPtr& other)
+{
+    CXmlObj::NodePtr a = one;
+    CXmlObj::NodePtr b = other;
+    while (a && b && NodeName(a) == NodeName(b) && IndexOf(a) == IndexOf(b))
+    {
+        a = Parent(a);
+        b = Parent(b);
+    }
+    return !a && !b;
+}
+
+/// Moves the leading elements out of the element that @p name selects. The name is looked up for
+/// every child, on purpose: once a child has gone, it may select another element. If that is @p to,
+/// whose children would go round in it for ever, the end is reached; any other has only so many
+/// children outside @p to, or deep in it.
+void MoveLeadingElements(const CXmlObj::ElementPtr& parent, const Bstr& name,
                          const CXmlObj::ElementPtr& to)
 {
-    for (; count > 0; --count)
+    CXmlObj::ElementPtr from = SelectElement(parent, name);
+    CXmlObj::ElementPtr child = LeadingElement(from);
+    while (child && !IsSame(from, to))
     {
-        const CXmlObj::ElementPtr child = LeadingElement(SelectElement(parent, name));
-        if (!child)
-        {
-            return;
-        }
         Check(to->appendChild(child, nullptr), to);
+        from = SelectElement(parent, name);
+        child = LeadingElement(from);
     }
 }
 
@@ -109,7 +140,7 @@ bool CXmlObj::m_F_b_RenameNods(CStringW strKey, CStringW strOldName, CStringW st
     if (from && to)
     {
         CopyAttributes(from, to);
-        MoveLeadingElements(parent, oldName, CountChildren(from), to);
+        MoveLeadingElements(parent, oldName, to);
     }
     // Deliberate: what was not moved goes with the old element.
     m_F_b_RemoveNods(strKey, strOldName);

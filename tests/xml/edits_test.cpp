@@ -246,12 +246,44 @@ TEST_F(XmlRenaming, RenamesTheFirstOfSeveral)
     EXPECT_EQ(Structure(m_xml), L"<root><p><old id=\"2\"/><new id=\"1\"/></p></root>");
 }
 
+TEST_F(XmlRenaming, MovesFromEveryElementThatTheOldNameSelectsInTurn)
+{
+    Load(L"<root><p><a><c n='1'/></a><a><c n='2'/></a></p></root>");
+    EXPECT_TRUE(m_xml.m_F_b_RenameNods(L"p", L"a[c]", L"new"));
+    EXPECT_EQ(Structure(m_xml), L"<root><p><a/><a/><new><c n=\"1\"/><c n=\"2\"/></new></p></root>");
+    // An element without such a child is passed over, and keeps what it has.
+    Load(L"<root><p><a><c n='1'/><d/></a><a><d/></a><a k='1'><c n='2'/></a></p></root>");
+    EXPECT_TRUE(m_xml.m_F_b_RenameNods(L"p", L"a[c]", L"new"));
+    EXPECT_EQ(Structure(m_xml),
+              L"<root><p><a><d/></a><a><d/></a><a k=\"1\"/><new><c n=\"1\"/><c "
+              L"n=\"2\"/></new></p></root>");
+}
+
+TEST_F(XmlRenaming, MovesUpToANodeThatIsNoElementInWhicheverElementTheOldNameSelects)
+{
+    Load(L"<root><p><a><c/></a><a><c n='1'/>text<c n='2'/></a><a><c n='3'/></a></p></root>");
+    EXPECT_TRUE(m_xml.m_F_b_RenameNods(L"p", L"a[c]", L"new"));
+    EXPECT_EQ(Structure(m_xml),
+              L"<root><p><a/><a><c n=\"3\"/></a><new><c/><c n=\"1\"/></new></p></root>");
+}
+
 // Once the first child has been moved, the expression selects the element it was moved to.
-TEST_F(XmlRenaming, EndsAlsoWhenTheOldNameSelectsTheNewElement)
+TEST_F(XmlRenaming, EndsWhenTheOldNameSelectsTheNewElement)
 {
     Load(L"<root><p><old><a/><b/></old></p></root>");
     EXPECT_TRUE(m_xml.m_F_b_RenameNods(L"p", L"*[a]", L"new"));
     EXPECT_EQ(Structure(m_xml), L"<root><p><old><b/></old></p></root>");
+    Load(L"<root><p><x><a/><b/></x><y><a/></y></p></root>");
+    EXPECT_TRUE(m_xml.m_F_b_RenameNods(L"p", L"*[a]", L"new"));
+    EXPECT_EQ(Structure(m_xml), L"<root><p><x><b/></x><y/></p></root>");
+}
+
+TEST_F(XmlRenaming, MovesFromAnElementThatHasTheNewNameButIsNotTheNewElement)
+{
+    Load(L"<root><p><a n='1'/><a n='2'/><a n='3'><c/><d/></a><a n='4'/></p></root>");
+    // Once the first is gone, the next is the new one, and [1] is the second.
+    EXPECT_TRUE(m_xml.m_F_b_RenameNods(L"p", L"a[1]", L"a"));
+    EXPECT_EQ(Structure(m_xml), L"<root><p><a n=\"3\"><c/><d/></a><a n=\"4\"/></p></root>");
 }
 
 TEST_F(XmlRenaming, KeepsEveryCharacterOfTheAttributes)
