@@ -203,7 +203,9 @@ public:
     ///   second is then both the old and the new one.
     /// - If there is no child of the old name, the parent gains an empty one of the new name.
     /// @param strKey the parent's key; empty finds nothing, see m_F_b_RemoveNods().
-    /// @param strOldName a tag name or an expression relative to the parent.
+    /// @param strOldName a tag name or an expression relative to the parent. One that selects the
+    /// parent or an element around it throws `_com_error`, when it comes to moving an element into
+    /// itself.
     /// @param strNewName a tag name.
     /// @return false when an argument is empty or there is no parent; true otherwise.
     bool m_F_b_RenameNods(CStringW strKey, CStringW strOldName, CStringW strNewName);

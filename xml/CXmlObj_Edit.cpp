@@ -57,19 +57,30 @@ long IndexOf(const CXmlObj::NodePtr& node)
     return index;
 }
 
-/// Whether two references are to the same element of a document. The pointers do not tell: a DOM
-/// may make another object for an element each time that it hands it out. The names tell most apart
+/// Whether two references are to the same node of a document. The pointers do not tell: a DOM may
+/// make another object for a node each time that it hands it out. The names tell most apart
 /// at once, and where an element stands tells all.
-bool IsSame(const CXmlObj::ElementPtr& one, const CXmlObj::ElementPtr& other)
+bool IsSame(CXmlObj::NodePtr a, CXmlObj::NodePtr b)
 {
-    CXmlObj::NodePtr a = one;
-    CXmlObj::NodePtr b = other;
     while (a && b && NodeName(a) == NodeName(b) && IndexOf(a) == IndexOf(b))
     {
         a = Parent(a);
         b = Parent(b);
     }
     return !a && !b;
+}
+
+/// Appends an element, or throws if it is @p to or around it: not every DOM refuses that itself.
+void Move(const CXmlObj::ElementPtr& element, const CXmlObj::ElementPtr& to)
+{
+    for (CXmlObj::NodePtr node = to; node; node = Parent(node))
+    {
+        if (IsSame(element, node))
+        {
+            throw _com_error(E_FAIL);
+        }
+    }
+    Check(to->appendChild(element, nullptr), to);
 }
 
 /// Moves the leading elements out of the element that @p name selects. The name is looked up for
@@ -83,7 +94,7 @@ void MoveLeadingElements(const CXmlObj::ElementPtr& parent, const Bstr& name,
     CXmlObj::ElementPtr child = LeadingElement(from);
     while (child && !IsSame(from, to))
     {
-        Check(to->appendChild(child, nullptr), to);
+        Move(child, to);
         from = SelectElement(parent, name);
         child = LeadingElement(from);
     }

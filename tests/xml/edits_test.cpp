@@ -278,6 +278,15 @@ TEST_F(XmlRenaming, EndsWhenTheOldNameSelectsTheNewElement)
     EXPECT_EQ(Structure(m_xml), L"<root><p><x><b/></x><y/></p></root>");
 }
 
+TEST_F(XmlRenaming, ThrowsBeforeAnElementWouldBeMovedIntoItself)
+{
+    Load(L"<root><q/><p><a/><b/></p></root>");
+    EXPECT_TRUE(FAILED(ErrorOf([&] { m_xml.m_F_b_RenameNods(L"p", L".", L"new"); })));
+    EXPECT_EQ(Structure(m_xml), L"<root><q/><p><new><a/><b/></new></p></root>");
+    EXPECT_TRUE(FAILED(ErrorOf([&] { m_xml.m_F_b_RenameNods(L"p", L"..", L"other"); })));
+    EXPECT_EQ(Structure(m_xml), L"<root><p><new><a/><b/></new><other><q/></other></p></root>");
+}
+
 TEST_F(XmlRenaming, MovesFromAnElementThatHasTheNewNameButIsNotTheNewElement)
 {
     Load(L"<root><p><a n='1'/><a n='2'/><a n='3'><c/><d/></a><a n='4'/></p></root>");
