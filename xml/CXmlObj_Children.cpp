@@ -14,6 +14,23 @@ CXmlObj::NodePtr NextNode(const CXmlObj::NodeListPtr& nodes)
     return node;
 }
 
+/// Converts a text to the system's ANSI code page and back. The code page is named, for a string's
+/// own conversion may go by the thread's locale instead.
+CStringW ThroughAnsiCodePage(const CStringW& text)
+{
+    const int ansiLength =
+        WideCharToMultiByte(CP_ACP, 0, text, text.GetLength(), nullptr, 0, nullptr, nullptr);
+    CStringA ansi;
+    WideCharToMultiByte(CP_ACP, 0, text, text.GetLength(), ansi.GetBuffer(ansiLength), ansiLength,
+                        nullptr, nullptr);
+    ansi.ReleaseBuffer(ansiLength);
+    const int length = MultiByteToWideChar(CP_ACP, 0, ansi, ansiLength, nullptr, 0);
+    CStringW result;
+    MultiByteToWideChar(CP_ACP, 0, ansi, ansiLength, result.GetBuffer(length), length);
+    result.ReleaseBuffer(length);
+    return result;
+}
+
 }  // namespace
 
 int CXmlObj::m_F_n_GetChildKey(CStringW strKey, CStringList& list)
@@ -71,8 +88,8 @@ int CXmlObj::m_F_n_GetSelectedChildItemAttr(int nIndex, CStringW strAttrName, CS
     NodePtr node;
     Check(vm_pSelection->get_item(nIndex, &node), vm_pSelection);
     const NodeMapPtr attributes = AttributesOf(node);
-    // Deliberate: the name goes through the ANSI code page.
-    strTagName = CStringA(NodeName(node));
+    // Deliberate.
+    strTagName = ThroughAnsiCodePage(NodeName(node));
     const NodePtr attribute = FindAttribute(attributes, strAttrName);
     if (!attribute)
     {
