@@ -16,9 +16,9 @@
 /// messages of an object start from the same IV, so equal messages, and equal beginnings of
 /// messages, have equal ciphertexts.
 ///
-/// **Use.** Construct it with a pass phrase, or construct it empty and call m_F_b_Init(); then
-/// encrypt and decrypt as often as is wanted, reading each result before the next call of the same
-/// kind:
+/// **Use.** Construct it empty and call m_F_b_Init(), or construct it with a pass phrase, where a
+/// failure cannot be told; then encrypt and decrypt as often as is wanted, reading each result
+/// before the next call of the same kind:
 ///
 /// ~~~
 /// CWinAES aes;
@@ -49,12 +49,16 @@
 class OSTREL_API CWinAES
 {
 public:
+    /// Has neither key nor results.
+    CWinAES() : CWinAES(nullptr, 0, nullptr) {}
+
     /// Has neither key nor results at first; then, if @p pKey is not null and @p nKeyLen not 0,
-    /// calls m_F_b_Init(), whose result is not kept.
+    /// calls m_F_b_Init(), whose result is not kept. **So nothing tells whether the key is ready**,
+    /// and an object without one hands out plaintext; construct it empty and call m_F_b_Init() to
+    /// know.
     /// @param pKey, nKeyLen the pass phrase, any bytes, and its length in bytes.
-    /// @param pIV the initialisation vector, 16 bytes.
-    explicit CWinAES(const unsigned char* pKey = nullptr, unsigned int nKeyLen = 0,
-                     const unsigned char* pIV = nullptr);
+    /// @param pIV the initialisation vector: 16 readable bytes, as for m_F_b_Init().
+    CWinAES(const unsigned char* pKey, unsigned int nKeyLen, const unsigned char* pIV);
 
     /// Shallow, on purpose; see operator=().
     CWinAES(const CWinAES& other) = default;

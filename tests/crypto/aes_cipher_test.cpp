@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <type_traits>
+
 #include "crypto/ciphers.h"
 #include "crypto/guarded_memory.h"
 #include "crypto/platform_calls.h"
@@ -96,6 +98,15 @@ TEST(AesCipher, SetsTheIvThePaddingAndTheModeInThisOrder)
     EXPECT_EQ(calls.CallsOf("CryptSetKeyParam"), (Calls{"1; 00112233445566778899aabbccddeeff; 0",
                                                         "3; 01000000; 0", "4; 04000000; 0"}));
     EXPECT_EQ(calls.Names(), Aes::SetUp());
+}
+
+TEST(AesCipher, IsConstructedWithAllThreeArgumentsOrWithNone)
+{
+    using Text = const unsigned char*;
+    EXPECT_TRUE(std::is_default_constructible_v<CWinAES>);
+    EXPECT_TRUE((std::is_constructible_v<CWinAES, Text, unsigned int, Text>));
+    EXPECT_FALSE((std::is_constructible_v<CWinAES, Text, unsigned int>));
+    EXPECT_FALSE((std::is_constructible_v<CWinAES, Text>));
 }
 
 TEST(AesCipher, ANullIvIsLeftToTheProvider)
