@@ -263,8 +263,10 @@ public:
     /// Converts a calendar time in UTC to a time value.
     /// @param stUtc its day of the week is not looked at. A field that is out of its range carries
     /// over: month 13 is January of the next year.
-    /// @param nMS receives the time value. A time before 1970 or after the year 3000 has none: its
-    /// seconds count as -1, so that 2^64 - 1000 plus its milliseconds is received.
+    /// @param nMS receives the time value. A time before 1970 or after the year 3000 has none: it
+    /// receives the run-time's result (`_mkgmtime64`) for such a time, in milliseconds, plus the
+    /// milliseconds, modulo 2^64. That result is documented as -1, which comes to 2^64 - 1000 plus
+    /// the milliseconds.
     static void s_S_ChangeTimeType(SYSTEMTIME stUtc, unsigned __int64& nMS);
 
     /// Converts a time value to a calendar time, milliseconds included.

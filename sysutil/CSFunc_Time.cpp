@@ -1,4 +1,5 @@
 #include <ctime>
+#include <optional>
 
 #include "CSFunc.h"
 #include "core/current_time.h"
@@ -11,9 +12,7 @@ using ostrel::sysutil::LocalDay;
 namespace
 {
 
-constexpr __int64 kNoTime = -1;
-
-/// @return seconds since 1970, or kNoTime for what lies outside the run-time's years.
+/// @return what the run-time counts as seconds since 1970; less than 0 outside its years.
 __int64 SecondsOf(const SYSTEMTIME& utc)
 {
     std::tm fields = {};
@@ -23,8 +22,19 @@ __int64 SecondsOf(const SYSTEMTIME& utc)
     fields.tm_mday = utc.wDay;
     fields.tm_mon = utc.wMonth - 1;
     fields.tm_year = utc.wYear - 1900;
-    const __int64 seconds = _mkgmtime64(&fields);
-    return seconds < 0 ? kNoTime : seconds;
+    return _mkgmtime64(&fields);
+}
+
+/// @return the time value of a time in UTC, without its milliseconds; none outside the run-time's
+/// years.
+std::optional<TimeValue> WholeSecondsOf(const SYSTEMTIME& utc)
+{
+    const __int64 seconds = SecondsOf(utc);
+    if (seconds < 0)
+    {
+        return std::nullopt;
+    }
+    return ostrel::core::ToTimeValue(seconds, 0);
 }
 
 /// Gives the calendar time of a time value, in UTC and whole seconds. Where there is none, it is
@@ -58,12 +68,11 @@ bool LocalTimeAt(TimeValue time, TIME_ZONE_INFORMATION* zone, SYSTEMTIME& local)
 /// the second of two equal local times.
 void TakeLaterHour(TIME_ZONE_INFORMATION* zone, WORD hour, SYSTEMTIME& utc)
 {
-    const __int64 seconds = SecondsOf(utc);
-    const TimeValue later = ostrel::core::ToTimeValue(seconds, 0) + kHour;
+    const std::optional<TimeValue> first = WholeSecondsOf(utc);
     SYSTEMTIME local = {};
-    if (seconds != kNoTime && LocalTimeAt(later, zone, local) && local.wHour == hour)
+    if (first && LocalTimeAt(*first + kHour, zone, local) && local.wHour == hour)
     {
-        CalendarTimeOf(later, utc);
+        CalendarTimeOf(*first + kHour, utc);
     }
 }
 
@@ -74,8 +83,8 @@ void ListHours(TIME_ZONE_INFORMATION* zone, const SYSTEMTIME& midnight, LocalDay
     {
         return;
     }
-    const __int64 seconds = SecondsOf(utc);
-    if (seconds == kNoTime)
+    const std::optional<TimeValue> start = WholeSecondsOf(utc);
+    if (!start)
     {
         return;
     }
@@ -85,7 +94,7 @@ void ListHours(TIME_ZONE_INFORMATION* zone, const SYSTEMTIME& midnight, LocalDay
         const bool isInDay = LocalTimeAt(time, zone, local) && local.wDay == midnight.wDay;
         return isInDay ? std::optional<unsigned int>(local.wHour) : std::nullopt;
     };
-    day = ostrel::sysutil::WalkLocalDay(ostrel::core::ToTimeValue(seconds, 0), hourOfDay);
+    day = ostrel::sysutil::WalkLocalDay(*start, hourOfDay);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
+#include <ctime>
 #include <numeric>
 #include <vector>
 
@@ -192,7 +193,7 @@ TEST(TimeValueOfUtc, FieldsOutOfRangeCarryOver)
     EXPECT_EQ(ValueOf(Time(2024, 1, 0)), ValueOf(Time(2023, 12, 31)));
 }
 
-TEST(TimeValueOfUtc, ATimeThatHasNoneCountsAsMinusOneSecond)
+TEST(TimeValueOfUtc, OfATimeThatHasNoneIsTheRunTimesMinusOneSecond)
 {
     constexpr TimeValue kNone = 0ULL - 1000;
     EXPECT_EQ(ValueOf(Time(1969, 12, 31, 23, 59, 58, 7)), kNone + 7);
@@ -203,6 +204,23 @@ TEST(TimeValueOfUtc, ATimeThatHasNoneCountsAsMinusOneSecond)
     EXPECT_EQ(ValueOf(Time(3001, 1, 2)), kNone);
     EXPECT_EQ(ValueOf(Time(30827, 12, 31, 23, 59, 59, 999)), kNone + 999);
     EXPECT_EQ(ValueOf(Time(65535, 65535, 65535, 65535, 65535, 65535, 65535)), kNone + 65535);
+}
+
+__int64 __cdecl MinusOneDay(std::tm*)
+{
+    return -86400;
+}
+
+// Even of a time that has no time value.
+TEST(TimeValueOfUtc, IsTheRunTimesResultInMillisecondsWhateverItIs)
+{
+    const ImportPatch patch("_mkgmtime64", MinusOneDay);
+    EXPECT_EQ(ValueOf(Time(1969, 12, 31, 0, 0, 0, 7)), 0ULL - 86400000 + 7);
+    // Days and the flag go by times that there are.
+    TIME_ZONE_INFORMATION zone = Berlin();
+    EXPECT_EQ(DayOf(&zone, Time(2024, 7, 1)).hours, Hours{});
+    EXPECT_EQ(ToUtc(&zone, Time(2024, 10, 27, 2, 30), true),
+              ToUtc(&zone, Time(2024, 10, 27, 2, 30), false));
 }
 
 TEST(UtcOfTimeValue, GivesEveryField)
