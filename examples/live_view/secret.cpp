@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <random>
+#include <stdexcept>
 #include <vector>
 
 namespace
@@ -30,7 +31,11 @@ std::wstring Encipher(const std::string& text)
     std::generate(result.begin(), result.end(),
                   [&random] { return static_cast<unsigned char>(random()); });
     const std::string plain = kMark + text;
-    CWinAES cipher(kPassPhrase, sizeof kPassPhrase - 1, result.data());
+    CWinAES cipher;
+    if (!cipher.m_F_b_Init(kPassPhrase, sizeof kPassPhrase - 1, result.data()))
+    {
+        throw std::runtime_error("a password cannot be enciphered on this machine");
+    }
     const int length = cipher.m_F_n_Encrypt(reinterpret_cast<const unsigned char*>(plain.data()),
                                             static_cast<unsigned>(plain.size()));
     const unsigned char* const enciphered = cipher.m_F_p_GetEncBuf();
@@ -47,7 +52,11 @@ std::optional<std::string> Decipher(const std::wstring& digits)
         return std::nullopt;
     }
     CSFunc::s_S_HexStrToByte(digits.c_str(), bytes.data(), static_cast<int>(bytes.size()));
-    CWinAES cipher(kPassPhrase, sizeof kPassPhrase - 1, bytes.data());
+    CWinAES cipher;
+    if (!cipher.m_F_b_Init(kPassPhrase, sizeof kPassPhrase - 1, bytes.data()))
+    {
+        return std::nullopt;
+    }
     const int length = cipher.m_F_n_Decrypt(bytes.data() + kIvBytes,
                                             static_cast<unsigned>(bytes.size() - kIvBytes));
     const auto* const text = reinterpret_cast<const char*>(cipher.m_F_p_GetDecBuf());
