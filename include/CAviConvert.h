@@ -20,10 +20,11 @@
 /// caller's clock; the caller writes when his clock has come there. To record, create the file, add
 /// the audio stream if there is to be one, set the start time, write, and close.
 ///
-/// What cannot be opened is a result of false; what cannot be written later is not reported, but
-/// for audio, of which a line on the debugger output tells. No member throws, unless memory runs
-/// out while text is converted. The file's format ends at 2 GiB: m_F_n_GetWriteSzie() tells when to
-/// go on in another one.
+/// What cannot be opened is a result of false, also for want of memory; what cannot be written
+/// later is not reported, but for audio, of which a line on the debugger output tells. No member
+/// throws, but for m_S_WriteText() and m_F_s_GetFileName(): `CMemoryException*` when memory runs
+/// out for the text. The file's format ends at 2 GiB: m_F_n_GetWriteSzie() tells when to go on in
+/// another one.
 ///
 /// One thread at a time uses an object. It cannot be copied, because a file cannot.
 class OSTREL_API CAviConvert
@@ -49,8 +50,9 @@ public:
     /// `biWidth` and `biHeight` their size in pixels.
     /// @param nFPS frames per second, at least 1.
     /// @return true when the file is open with its two streams. False otherwise, and nothing is
-    /// open then; when the file itself could not be opened, or @p pFormat is null or @p nFPS below
-    /// 1 (no file is touched then), m_F_s_GetFileName() is empty.
+    /// open then; when the file itself could not be opened, or memory ran out for its name, or
+    /// @p pFormat is null or @p nFPS below 1 (no file is touched then), m_F_s_GetFileName() is
+    /// empty.
     bool m_F_n_CreateAviFile(CStringW sPath, BITMAPINFO* pFormat, int nFPS);
 
     /// Adds the audio stream; to be called once, after m_F_n_CreateAviFile() and before the first
@@ -60,7 +62,8 @@ public:
     void m_S_SetAudioInfo(WAVEFORMATEX* pWave);
 
     /// Sets the time at which the next sample is due, for all three streams.
-    /// @param nMS milliseconds of any clock.
+    /// @param nMS milliseconds of any clock. Behind the last of the 64-bit numbers, times wrap
+    /// around.
     void m_S_SetStartTime(__int64 nMS);
 
     /// Writes a frame and makes the next one due. Nothing happens while nothing is open.

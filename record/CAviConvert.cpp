@@ -15,6 +15,7 @@
 using ostrel::record::AudioBlock;
 using ostrel::record::AviFile;
 using ostrel::record::AviStream;
+using ostrel::record::Later;
 
 namespace
 {
@@ -40,13 +41,14 @@ void ReleaseAndForget(Object*& object)
     }
 }
 
-// The subtitle file is a by-product: what fails there does not disturb the recording.
+// Returns whether the action went through to its end.
 template <typename Action>
-void IgnoringErrors(Action action)
+bool IsDone(Action action)
 {
     try
     {
         action();
+        return true;
     }
     catch (CException* error)
     {
@@ -55,6 +57,14 @@ void IgnoringErrors(Action action)
     catch (const std::bad_alloc&)
     {
     }
+    return false;
+}
+
+// The subtitle file is a by-product: what fails there does not disturb the recording.
+template <typename Action>
+void IgnoringErrors(Action action)
+{
+    static_cast<void>(IsDone(action));
 }
 
 AviStream CreateVideoStream(IAVIFile& file, BITMAPINFO& format, int rate)
@@ -94,11 +104,12 @@ AviStream CreateAudioStream(IAVIFile& file, WAVEFORMATEX& wave)
     return stream;
 }
 
-void OpenSubtitles(CFileRW& file, const std::wstring& name)
+void OpenSubtitles(CFileRW& file, const CStringW& recording)
 {
     IgnoringErrors(
         [&]
         {
+            const std::wstring name = ostrel::record::SubtitleName(recording.GetString());
             if (file.m_F_n_Open(CStringW(name.c_str()), emDef_Create) != 0)
             {
                 file.m_S_Write(kByteOrderMark, sizeof(kByteOrderMark));
@@ -164,13 +175,17 @@ bool CAviConvert::m_F_n_CreateAviFile(CStringW sPath, BITMAPINFO* pFormat, int n
         return false;
     }
 
-    const std::wstring name = ostrel::record::RecordingName(sPath.GetString());
-    AviFile file = ostrel::record::OpenAviFile(name.c_str());
+    CStringW name;
+    if (!IsDone([&] { name = ostrel::record::RecordingName(sPath.GetString()).c_str(); }))
+    {
+        return false;
+    }
+    AviFile file = ostrel::record::OpenAviFile(name);
     if (file == nullptr)
     {
         return false;
     }
-    vm_sFileName = name.c_str();
+    vm_sFileName = std::move(name);
     const ostrel::record::FramePace pace = ostrel::record::PaceOf(nFPS);
     vm_nWriteSize = 0;
     vm_nFrameMS = pace.milliseconds;
@@ -193,7 +208,7 @@ bool CAviConvert::m_F_n_CreateAviFile(CStringW sPath, BITMAPINFO* pFormat, int n
     vm_pVideoStream = video.release();
     vm_pTextStream = text.release();
 
-    OpenSubtitles(vm_cSrtFile, ostrel::record::SubtitleName(name));
+    OpenSubtitles(vm_cSrtFile, vm_sFileName);
     return true;
 }
 
@@ -289,19 +304,21 @@ void CAviConvert::m_S_WriteText(CStringW sText)
 
 void CAviConvert::m_S_CalNextVideoTime()
 {
-    vm_nNextVideoTime +=
-        ostrel::record::FrameDuration({vm_nFPS, vm_nFrameMS, vm_nFrameMSRem}, vm_nVideoIndex);
+    vm_nNextVideoTime = Later(
+        vm_nNextVideoTime,
+        ostrel::record::FrameDuration({vm_nFPS, vm_nFrameMS, vm_nFrameMSRem}, vm_nVideoIndex));
 }
 
 void CAviConvert::m_S_CalNextAudioTime(long nSamples)
 {
-    vm_nNextAudioTime += ostrel::record::AudioDuration(static_cast<unsigned int>(nSamples),
-                                                       vm_stWaveFormat.nSamplesPerSec);
+    vm_nNextAudioTime =
+        Later(vm_nNextAudioTime, ostrel::record::AudioDuration(static_cast<unsigned int>(nSamples),
+                                                               vm_stWaveFormat.nSamplesPerSec));
 }
 
 void CAviConvert::m_S_CalNextTextTime()
 {
-    vm_nNextTextTime += kMillisecondsPerText;
+    vm_nNextTextTime = Later(vm_nNextTextTime, kMillisecondsPerText);
 }
 
 __int64 CAviConvert::m_F_n_GetNextVideoTime()

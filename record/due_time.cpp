@@ -21,6 +21,12 @@ FramePace PaceOf(std::int32_t rate)
     return {rate, kSecond / rate, kSecond % rate};
 }
 
+std::int64_t Later(std::int64_t time, std::int64_t duration)
+{
+    return static_cast<std::int64_t>(static_cast<std::uint64_t>(time) +
+                                     static_cast<std::uint64_t>(duration));
+}
+
 std::int32_t FrameDuration(const FramePace& pace, std::int32_t index)
 {
     const bool isLonger = pace.rate != 0 && Remainder(index, pace.rate) < pace.remainder;

@@ -18,6 +18,9 @@ struct FramePace
 /// @param rate frames per second, not 0.
 FramePace PaceOf(std::int32_t rate);
 
+/// @return the time that is @p duration later; behind the last one there is, times wrap around.
+std::int64_t Later(std::int64_t time, std::int64_t duration);
+
 /// @param index the index of the frame that the time leads to.
 /// @return the milliseconds until that frame. Without a rate no frame takes one longer than the
 /// others.

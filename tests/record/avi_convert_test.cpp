@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -377,6 +378,7 @@ TEST_F(AviConvert, AddsNoAudioStreamWithoutAFormat)
 TEST_F(AviConvert, AnAudioStreamThatCannotBeMadeEndsTheRecording)
 {
     ASSERT_TRUE(Open());
+    ASSERT_EQ(recording->vm_cSrtFile.m_F_b_IsOpen(), 1);
     log.failsToMake = kAudio;
     recording->m_S_SetAudioInfo(&wave);
     EXPECT_FALSE(recording->m_F_b_Create());
@@ -384,6 +386,7 @@ TEST_F(AviConvert, AnAudioStreamThatCannotBeMadeEndsTheRecording)
     EXPECT_EQ(recording->vm_pVideoStream, nullptr);
     EXPECT_EQ(recording->vm_pAudioStream, nullptr);
     EXPECT_EQ(recording->vm_pTextStream, nullptr);
+    EXPECT_EQ(recording->vm_cSrtFile.m_F_b_IsOpen(), 0);
     EXPECT_EQ(log.liveObjects, 0);
     recording->m_S_WriteVideo(frame, 5, true);
     recording->m_S_WriteText(L"text");
@@ -527,6 +530,18 @@ TEST_F(AviConvert, SetsTheThreeTimes)
     EXPECT_EQ(recording->m_F_n_GetNextVideoTime(), 1'700'000'000'123);
     EXPECT_EQ(recording->m_F_n_GetNextAudioTime(), 1'700'000'000'123);
     EXPECT_EQ(recording->m_F_n_GetNextTextTime(), 1'700'000'000'123);
+}
+
+TEST_F(AviConvert, TimesWrapAroundAtTheEndOfAllTime)
+{
+    OpenWithAudio();
+    recording->m_S_SetStartTime(INT64_MAX);
+    recording->m_S_CalNextVideoTime();
+    recording->m_S_CalNextAudioTime(8000);
+    recording->m_S_CalNextTextTime();
+    EXPECT_EQ(recording->m_F_n_GetNextVideoTime(), INT64_MIN + 39);
+    EXPECT_EQ(recording->m_F_n_GetNextAudioTime(), INT64_MIN + 999);
+    EXPECT_EQ(recording->m_F_n_GetNextTextTime(), INT64_MIN + 999);
 }
 
 TEST_F(AviConvert, AdvancesTheVideoTimeByTheIndexAsItStands)

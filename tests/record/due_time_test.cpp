@@ -135,5 +135,21 @@ TEST(AudioDuration, WithoutASampleRateIsNothing)
     EXPECT_EQ(AudioDuration(800, 0), 0U);
 }
 
+TEST(Later, AddsADurationToATime)
+{
+    EXPECT_EQ(Later(5000, 40), 5040);
+    EXPECT_EQ(Later(-500, 1000), 500);
+    EXPECT_EQ(Later(5000, 0), 5000);
+    EXPECT_EQ(Later(5000, 4294967295), 4294972295);
+    EXPECT_EQ(Later(5000, -40), 4960);
+}
+
+TEST(Later, WrapsAroundBehindTheLastTimeThereIs)
+{
+    EXPECT_EQ(Later(INT64_MAX, 0), INT64_MAX);
+    EXPECT_EQ(Later(INT64_MAX, 1), INT64_MIN);
+    EXPECT_EQ(Later(INT64_MAX - 10, 1000), INT64_MIN + 989);
+}
+
 }  // namespace
 }  // namespace ostrel::record

@@ -2,8 +2,12 @@
 // interface there is.
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <cstdlib>
 #include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "CAviConvert.h"
@@ -11,6 +15,7 @@
 #include "record/recording_formats.h"
 #include "record/riff_reader.h"
 #include "record/test_folder.h"
+#include "support/import_patch.h"
 
 namespace
 {
@@ -54,6 +59,85 @@ protected:
     BITMAPINFO format = VideoFormat("H264", 704, 576);
     std::unique_ptr<CAviConvert> recording = std::make_unique<CAviConvert>();
 };
+
+// ---- Scarce memory ------------------------------------------------------------------------------
+
+// While it lives, memory is refused to the library on this thread after so many more blocks. The
+// standard library may be a module of its own, which allocates for it.
+class ScarceMemory
+{
+public:
+    explicit ScarceMemory(int blocks)
+    {
+        if (GetModuleHandleW(kStandardLibrary) != nullptr)
+        {
+            vm_standardLibrary.emplace("malloc", &Allocate, kStandardLibrary);
+        }
+        vs_nThread = GetCurrentThreadId();
+        vs_nRefused = 0;
+        vs_nBlocks = blocks;
+    }
+    ~ScarceMemory() { vs_nThread = 0; }
+    ScarceMemory(const ScarceMemory&) = delete;
+    ScarceMemory& operator=(const ScarceMemory&) = delete;
+
+    int Refused() const { return vs_nRefused; }
+
+private:
+    using Malloc = ImportPatch<void*(std::size_t)>;
+
+    static void* Allocate(std::size_t size)
+    {
+        if (vs_nThread != GetCurrentThreadId() || vs_nBlocks-- > 0)
+        {
+            return std::malloc(size);
+        }
+        ++vs_nRefused;
+        return nullptr;
+    }
+
+    static constexpr const wchar_t* kStandardLibrary = L"libstdc++-6.dll";
+    static inline std::atomic<DWORD> vs_nThread = 0;
+    static inline std::atomic<int> vs_nBlocks = 0;
+    static inline std::atomic<int> vs_nRefused = 0;
+
+    Malloc vm_library{"malloc", &Allocate};
+    std::optional<Malloc> vm_standardLibrary;
+};
+
+TEST_F(RecordingFile, MemoryThatRunsOutWhileARecordingIsOpenedRaisesNothing)
+{
+    int failures = 0;
+    int refused = 1;
+    for (int blocks = 0; refused > 0 && blocks < 1000; ++blocks)
+    {
+        SCOPED_TRACE(blocks);
+        CStringW name((folder / "rec").c_str());
+        bool isOpen = false;
+        bool hasThrown = false;
+        {
+            const ScarceMemory memory(blocks);
+            try
+            {
+                isOpen = recording->m_F_n_CreateAviFile(std::move(name), &format, 25);
+            }
+            catch (...)
+            {
+                hasThrown = true;
+            }
+            refused = memory.Refused();
+        }
+        ASSERT_FALSE(hasThrown);
+        EXPECT_EQ(recording->m_F_b_Create(), isOpen);
+        EXPECT_EQ(recording->m_F_s_GetFileName(), isOpen ? (folder / "rec.avi").c_str() : L"");
+        EXPECT_TRUE(isOpen || recording->vm_cSrtFile.m_F_b_IsOpen() == 0);
+        failures += isOpen ? 0 : 1;
+        recording->m_S_CloseAviFile();
+    }
+    EXPECT_EQ(refused, 0) << "opened at last";
+    EXPECT_GE(failures, 1) << "the name could not be made";
+    EXPECT_EQ(ReadFile(folder / "rec.srt"), "\xFF\xFE");
+}
 
 // Audio, which needs an interface that takes more than one write of it.
 class RecordingFileWithAudio : public RecordingFile

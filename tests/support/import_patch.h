@@ -19,7 +19,9 @@ template <class Function>
 class ImportPatch
 {
 public:
-    ImportPatch(const char* name, Function* replacement) : vm_pSlot(Find(name))
+    /// @param module the module that imports the function; must be loaded.
+    ImportPatch(const char* name, Function* replacement, const wchar_t* module = L"Lib_Ostrel.dll")
+        : vm_pSlot(Find(name, module))
     {
         vm_pOriginal = Store(reinterpret_cast<ULONG_PTR>(replacement));
     }
@@ -28,9 +30,9 @@ public:
     ImportPatch& operator=(const ImportPatch&) = delete;
 
 private:
-    static ULONG_PTR* Find(const char* name)
+    static ULONG_PTR* Find(const char* name, const wchar_t* importer)
     {
-        BYTE* const base = reinterpret_cast<BYTE*>(GetModuleHandleW(L"Lib_Ostrel.dll"));
+        BYTE* const base = reinterpret_cast<BYTE*>(GetModuleHandleW(importer));
         const auto* dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
         const auto* headers = reinterpret_cast<const IMAGE_NT_HEADERS*>(base + dos->e_lfanew);
         const IMAGE_DATA_DIRECTORY& imports =
