@@ -1,5 +1,7 @@
 #include <afxcoll.h>
 
+#include <algorithm>
+
 namespace
 {
 
@@ -180,13 +182,17 @@ void CAfxValueArray<Value>::InsertAt(INT_PTR nIndex, Value newElement, INT_PTR n
     {
         AfxThrowInvalidArgException();
     }
+    CheckedSize(nIndex);
+    const size_t count = CheckedSize(nCount);
+    CheckedSize(std::max(nIndex, GetSize()) + nCount);
     if (nIndex > GetSize())
     {
-        SetSize(nIndex);
+        // All at once: an array that memory cannot hold stays as it was.
+        SetSize(nIndex + nCount);
+        std::fill_n(m_values.begin() + nIndex, count, newElement);
+        return;
     }
-    CheckedSize(nCount);
-    CheckedSize(GetSize() + nCount);
-    m_values.insert(m_values.begin() + nIndex, static_cast<size_t>(nCount), newElement);
+    m_values.insert(m_values.begin() + nIndex, count, newElement);
 }
 
 template <typename Value>

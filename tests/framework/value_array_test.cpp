@@ -158,6 +158,9 @@ TYPED_TEST(ValueArray, ASizeThatMemoryCannotHoldThrowsAndLeavesTheArray)
     ExpectMemoryException([&] { this->array.SetAtGrow(INTPTR_MAX, 2); });
     ExpectMemoryException([&] { this->array.SetAtGrow(INT_MAX, 2); });
     ExpectMemoryException([&] { this->array.InsertAt(0, 2, INTPTR_MAX); });
+    ExpectMemoryException([&] { this->array.InsertAt(3, 2, INTPTR_MAX); });
+    ExpectMemoryException([&] { this->array.InsertAt(3, 2, INT_MAX - 2); });
+    ExpectMemoryException([&] { this->array.InsertAt(INTPTR_MAX, 2, 1); });
     EXPECT_EQ(this->Values(), (std::vector<typename TestFixture::Value>{1}));
 }
 
@@ -210,6 +213,10 @@ TYPED_TEST(ValueArray, InsertingPastTheEndFillsWithZeros)
     this->array.Add(1);
     this->array.InsertAt(3, 7);
     EXPECT_EQ(this->Values(), (std::vector<typename TestFixture::Value>{1, 0, 0, 7}));
+    this->array.InsertAt(5, 8, 2);
+    EXPECT_EQ(this->Values(), (std::vector<typename TestFixture::Value>{1, 0, 0, 7, 0, 8, 8}));
+    this->array.InsertAt(7, 9);
+    EXPECT_EQ(this->Values(), (std::vector<typename TestFixture::Value>{1, 0, 0, 7, 0, 8, 8, 9}));
 }
 
 TYPED_TEST(ValueArray, RemovesFromTheMiddle)
