@@ -208,7 +208,7 @@ CWnd::~CWnd()
 {
     // By name: a derived class's part is gone.
     CWnd::DestroyWindow();
-    // A window of another thread stays.
+    // For a window that could not be destroyed.
     Detach();
 }
 

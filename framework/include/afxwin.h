@@ -83,7 +83,8 @@ protected:
 /// A window, and the object that stands for it.
 ///
 /// Windows and objects are matched for each thread apart: an object is used by the thread that
-/// created or attached its window.
+/// created or attached its window, and that thread deletes it, or detaches the window before. An
+/// object that another thread deletes leaves its window, which goes on calling it.
 class AFX_API CWnd : public CCmdTarget
 {
     DECLARE_DYNAMIC(CWnd)
@@ -91,7 +92,7 @@ class AFX_API CWnd : public CCmdTarget
 public:
     CWnd();
 
-    /// Destroys the window, if there is one.
+    /// Destroys the window, if there is one; on the window's thread only.
     ~CWnd() override;
 
     /// @return the window; null when there is none, or when called through a null pointer.
