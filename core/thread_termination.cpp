@@ -9,9 +9,15 @@ namespace
 // A terminated thread may still be there for a moment.
 constexpr DWORD kTerminationWait = 1000;
 
-// How often the thread is looked at, and how often in a row it must be found at one place to be
-// taken for resting there. A busy thread may pass through one place often.
+// How often the thread is looked at, and for how many milliseconds: the sleep between two looks is
+// as long as a tick of the system's clock, on some machines sixteen times what it is on others. Far
+// less would not do on a busy machine, for a thread that is busy in the heap is seldom found
+// outside of it.
 constexpr int kLooks = 200;
+constexpr ULONGLONG kLookingTime = 1000;
+
+// How often in a row the thread must be found at one place to be taken for resting there. A busy
+// thread may pass through one place often.
 constexpr int kLooksAtRest = 8;
 
 // Where a thread is: its instruction and its stack.
@@ -154,23 +160,29 @@ bool IsGone(HANDLE thread)
     return WaitForSingleObject(thread, 0) == WAIT_OBJECT_0;
 }
 
+// Returns false when no safe place was found in time.
+bool TerminateWhenSafe(HANDLE thread)
+{
+    const ULONGLONG start = GetTickCount64();
+    SafeTermination termination(thread);
+    for (int i = 0; i < kLooks && GetTickCount64() - start < kLookingTime; ++i)
+    {
+        if (IsGone(thread) || termination.Try())
+        {
+            return true;
+        }
+        Sleep(1);
+    }
+    return false;
+}
+
 }  // namespace
 
 void TerminateAtSafePlace(HANDLE thread)
 {
     // A thread that terminates itself cannot look at itself.
     const bool isOther = GetThreadId(thread) != GetCurrentThreadId();
-    SafeTermination termination(thread);
-    bool isDone = false;
-    for (int i = 0; i < kLooks && isOther && !isDone && !IsGone(thread); ++i)
-    {
-        isDone = termination.Try();
-        if (!isDone)
-        {
-            Sleep(1);
-        }
-    }
-    if (!isDone)
+    if (!isOther || !TerminateWhenSafe(thread))
     {
         TerminateThread(thread, 0);
     }

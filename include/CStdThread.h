@@ -22,8 +22,9 @@
 /// 2^31 on, which counts as negative, a single slice |
 ///
 /// A stop waits for the work function to return; one that blocks for longer than the time-out is
-/// terminated wherever it is, and what it held (locks, memory) stays as it is. The work function
-/// lets no C++ exception out.
+/// terminated, and what it held (locks, memory) stays as it is. For a short time a place is looked
+/// for where it holds no lock of the heap or the loader, by which the whole process lives; if there
+/// is none, it is terminated wherever it is. The work function lets no C++ exception out.
 ///
 /// **Derived classes** that override m_F_n_ThredRun() call m_F_n_CloseThread() in their own
 /// destructor: when this class's destructor runs, their part of the object is gone already. The
@@ -69,17 +70,20 @@ public:
     /// Stops the thread, if there is one, and closes its handle.
     ///
     /// A thread that has not ended within the time-out is terminated, which is written to the
-    /// debugger output.
+    /// debugger output. That takes up to about a second more, in which a safe place is looked for,
+    /// and up to another one until the thread is gone. One that has cleared its identifier, and so
+    /// is on its way out, is first given up to 2 seconds more to end by itself.
     /// @param nTimeoutMS milliseconds; -1: without limit.
-    /// @return 1 when the time-out had passed and the thread was terminated; 0 otherwise, also when
-    /// there was none.
+    /// @return 1 when the time-out had passed, also if the thread then ended by itself; 0
+    /// otherwise, also when there was none.
     int m_F_n_CloseThread(int nTimeoutMS);
 
     /// Tells the thread to stop and does not wait for it. Its handle stays until
     /// m_F_n_CloseThread() or m_F_b_IsCreate().
     void m_S_SetStopFlag();
 
-    /// @return true while the thread runs. The handle of one that has ended by itself is closed.
+    /// @return true while the thread runs. The handle of one that has ended by itself is closed, as
+    /// by m_F_n_CloseThread() with 100 ms.
     bool m_F_b_IsCreate();
 
     /// The threads' functions. Not for clients.
