@@ -18,6 +18,9 @@ constexpr int kTerminated = 1;
 constexpr int kCloseWait = 3000;
 constexpr int kReapWait = 100;
 
+// Stands for the identifier of a thread that is being started. The platform's are multiples of 4.
+constexpr unsigned int kStarting = 1;
+
 // A thread that has left its work ends in a moment; terminated on its way out, it might take a lock
 // of the loader with it.
 constexpr DWORD kWayOutWait = 2000;
@@ -57,29 +60,34 @@ unsigned int RunThread(void* object)
         return 0;
     }
     CStdThread& thread = *static_cast<CStdThread*>(object);
+    thread.vm_nThreadID = GetCurrentThreadId();
     if (!thread.vm_bStop)
     {
         WorkerOfThread worker(thread);
         core::RunWorker(worker);
     }
-    // From here on the object may be gone.
     thread.vm_nThreadID = 0;
+    // From here on the object may be gone.
     _endthreadex(0);
     return 0;
 }
 
 int Start(CStdThread& thread, unsigned int(__stdcall* entry)(void*), const char* error)
 {
-    // The platform writes the identifier before the thread begins, and so before the thread clears
-    // it; stored any later, it could stay for ever.
-    auto* const identifier = reinterpret_cast<unsigned int*>(&thread.vm_nThreadID);
+    // The identifier may be told when the thread has begun, or even ended. So it only takes the
+    // place of what stands for it until then: what the thread itself has written stays.
+    unsigned int starting = kStarting;
+    unsigned int identifier = 0;
+    thread.vm_nThreadID = starting;
     thread.vm_hThread =
-        reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, entry, &thread, 0, identifier));
+        reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, entry, &thread, 0, &identifier));
     if (thread.vm_hThread == nullptr)
     {
+        thread.vm_nThreadID = 0;
         OutputDebugStringA(error);
         return kNotDone;
     }
+    thread.vm_nThreadID.compare_exchange_strong(starting, identifier);
     return kDone;
 }
 

@@ -770,6 +770,65 @@ TEST(ForcedEndOfAWorkerThread, AThreadThatHasLeftItsWorkIsGivenTimeToEndInOrder)
     EXPECT_NE(capture.Texts()[0].find(", TIMEOUT = 100"), std::string::npos);
 }
 
+// A thread that is never at a safe place, for nobody can tell where it is. Time passes by the
+// library's sleeps alone, by a tick each.
+class UnsafeThread
+{
+public:
+    explicit UnsafeThread(DWORD tick)
+    {
+        vs_nTick = tick;
+        vs_nPassed = 0;
+        vs_nLooks = 0;
+    }
+
+    static ULONGLONG Passed() { return vs_nPassed; }
+    static int Looks() { return vs_nLooks; }
+
+private:
+    static BOOL WINAPI RefuseContext(HANDLE, CONTEXT*)
+    {
+        ++vs_nLooks;
+        return FALSE;
+    }
+    static void WINAPI PassTick(DWORD) { vs_nPassed += vs_nTick; }
+    static ULONGLONG WINAPI Now() { return 1000000 + vs_nPassed; }
+
+    static inline std::atomic<DWORD> vs_nTick = 0;
+    static inline std::atomic<ULONGLONG> vs_nPassed = 0;
+    static inline std::atomic<int> vs_nLooks = 0;
+
+    ImportPatch<BOOL WINAPI(HANDLE, CONTEXT*)> vm_context{"GetThreadContext", &RefuseContext};
+    ImportPatch<void WINAPI(DWORD)> vm_sleep{"Sleep", &PassTick};
+    ImportPatch<ULONGLONG WINAPI()> vm_now{"GetTickCount64", &Now};
+};
+
+void EndBlockedThread()
+{
+    Job job;
+    CStdThread thread;
+    ASSERT_EQ(thread.m_F_n_CreaetThread(BlockForEver, &job), 1);
+    ASSERT_TRUE(Becomes([&] { return job.calls >= 1; }));
+    const ThreadWatch watch(thread);
+    EXPECT_EQ(thread.m_F_n_CloseThread(0), 1);
+    EXPECT_TRUE(watch.HasEnded());
+}
+
+TEST(ForcedEndOfAWorkerThread, ASafePlaceIsLookedForDuringASecondOnACoarseClock)
+{
+    const UnsafeThread unsafe(16);
+    EndBlockedThread();
+    EXPECT_GE(UnsafeThread::Passed(), 1000u);
+    EXPECT_LE(UnsafeThread::Passed(), 1016u);
+}
+
+TEST(ForcedEndOfAWorkerThread, ASafePlaceIsLookedForTwoHundredTimesOnAFineClock)
+{
+    const UnsafeThread unsafe(1);
+    EndBlockedThread();
+    EXPECT_EQ(UnsafeThread::Looks(), 200);
+}
+
 TEST(ForcedEndOfAWorkerThread, HandlesAreNotLost)
 {
     Job job;
@@ -821,6 +880,7 @@ TEST(WorkerThreadStart, WhenItFailsReturnsZeroTellsTheDebuggerOutputAndKeepsFunc
     EXPECT_EQ(thread.vm_pfnThread, &DoJob);
     EXPECT_EQ(thread.vm_pParam, &job);
     EXPECT_EQ(thread.vm_hThread, nullptr);
+    EXPECT_EQ(thread.vm_nThreadID, 0u);
     EXPECT_FALSE(thread.m_F_b_IsCreate());
 }
 
@@ -836,6 +896,7 @@ TEST(WorkerThreadStart, OfACountedOneThatFailsHasAMessageOfItsOwn)
     EXPECT_EQ(thread.vm_pParam, &job);
     EXPECT_EQ(thread.vm_nCount, 9);
     EXPECT_EQ(thread.vm_hThread, nullptr);
+    EXPECT_EQ(thread.vm_nThreadID, 0u);
 }
 
 TEST(WorkerThreadStart, AsksForADefaultThreadOnTheObject)
@@ -848,7 +909,106 @@ TEST(WorkerThreadStart, AsksForADefaultThreadOnTheObject)
     EXPECT_EQ(startArguments.stackSize, 0u);
     EXPECT_EQ(startArguments.argument, &thread);
     EXPECT_EQ(startArguments.flags, 0u);
-    EXPECT_EQ(static_cast<void*>(startArguments.identifier), &thread.vm_nThreadID);
+    EXPECT_EQ(startArguments.entry, &CStdThread::m_S_ThreadProc);
+    thread.m_F_n_CreaetThreadByCount(1, nullptr, nullptr);
+    EXPECT_EQ(startArguments.entry, &CStdThread::m_S_ThreadProcByCount);
+    EXPECT_EQ(startArguments.argument, &thread);
+}
+
+// The platform may tell a thread's identifier at any time around the thread's own first steps. Each
+// of the next three starts a thread as the run-time library does, and tells it at another one.
+
+uintptr_t TellIdentifierAfterTheEnd(void* security, unsigned int stackSize,
+                                    unsigned int(__stdcall* entry)(void*), void* argument,
+                                    unsigned int flags, unsigned int* identifier)
+{
+    unsigned int told = 0;
+    const uintptr_t handle = _beginthreadex(security, stackSize, entry, argument, flags, &told);
+    WaitForSingleObject(reinterpret_cast<HANDLE>(handle), 60000);
+    *identifier = told;
+    return handle;
+}
+
+TEST(WorkerThreadStart, AThreadThatHasEndedBeforeItsIdentifierIsToldIsNotTakenForARunningOne)
+{
+    const ImportPatch<BeginThread> patch("_beginthreadex", &TellIdentifierAfterTheEnd);
+    Job job;
+    CStdThread thread;
+    EXPECT_EQ(thread.m_F_n_CreaetThreadByCount(1, DoJob, &job), 1);
+    EXPECT_EQ(job.calls, 1);
+    EXPECT_EQ(thread.vm_nThreadID, 0u);
+    EXPECT_NE(thread.vm_hThread, nullptr);
+    EXPECT_FALSE(thread.m_F_b_IsCreate());
+    EXPECT_EQ(thread.vm_hThread, nullptr);
+}
+
+// What the work function finds as its object's identifier.
+struct IdentifierJob
+{
+    CStdThread* thread;
+    std::atomic<DWORD> own = 0;
+    std::atomic<unsigned int> found = 0;
+    std::atomic<bool> isDone = false;
+};
+
+unsigned int ReadIdentifier(void* job)
+{
+    IdentifierJob& reading = *static_cast<IdentifierJob*>(job);
+    if (!reading.isDone)
+    {
+        reading.own = GetCurrentThreadId();
+        reading.found = reading.thread->vm_nThreadID.load();
+        reading.isDone = true;
+    }
+    return 10;
+}
+
+uintptr_t TellIdentifierDuringTheWork(void* security, unsigned int stackSize,
+                                      unsigned int(__stdcall* entry)(void*), void* argument,
+                                      unsigned int flags, unsigned int* identifier)
+{
+    unsigned int told = 0;
+    const uintptr_t handle = _beginthreadex(security, stackSize, entry, argument, flags, &told);
+    const CStdThread& thread = *static_cast<CStdThread*>(argument);
+    const IdentifierJob& job = *static_cast<IdentifierJob*>(thread.vm_pParam);
+    EXPECT_TRUE(Becomes([&] { return job.isDone.load(); }));
+    *identifier = told;
+    return handle;
+}
+
+TEST(WorkerThreadStart, TheWorkFindsItsThreadsIdentifierHoweverLateItIsTold)
+{
+    const ImportPatch<BeginThread> patch("_beginthreadex", &TellIdentifierDuringTheWork);
+    CStdThread thread;
+    IdentifierJob job = {&thread};
+    ASSERT_EQ(thread.m_F_n_CreaetThread(ReadIdentifier, &job), 1);
+    EXPECT_EQ(job.found, job.own);
+    EXPECT_EQ(thread.vm_nThreadID, job.own);
+    EXPECT_EQ(thread.m_F_n_CloseThread(30000), 0);
+}
+
+uintptr_t BeginSuspended(void* security, unsigned int stackSize,
+                         unsigned int(__stdcall* entry)(void*), void* argument, unsigned int flags,
+                         unsigned int* identifier)
+{
+    return _beginthreadex(security, stackSize, entry, argument, flags | CREATE_SUSPENDED,
+                          identifier);
+}
+
+TEST(WorkerThreadStart, TheOwnerFindsTheIdentifierOfAThreadThatHasNotTakenAStepYet)
+{
+    Job job;
+    CStdThread thread;
+    {
+        const ImportPatch<BeginThread> patch("_beginthreadex", &BeginSuspended);
+        ASSERT_EQ(thread.m_F_n_CreaetThread(DoJob, &job), 1);
+    }
+    EXPECT_EQ(thread.vm_nThreadID, GetThreadId(thread.vm_hThread));
+    EXPECT_TRUE(thread.m_F_b_IsCreate());
+    ResumeThread(thread.vm_hThread);
+    EXPECT_TRUE(Becomes([&] { return job.calls >= 1; }));
+    EXPECT_EQ(thread.vm_nThreadID, job.threadId);
+    EXPECT_EQ(thread.m_F_n_CloseThread(30000), 0);
 }
 
 TEST(WorkerThreadEntry, ReturnsZeroForNoObject)
