@@ -35,6 +35,12 @@ class Program:
     def path(self, name):
         return os.path.join(self.folder, name)
 
+    def start(self, name, script, results, environment):
+        with open(self.path(name + ".messages"), "w", encoding="utf-8") as messages:
+            return subprocess.run([*self.command, "Z:" + script, "Z:" + results], check=False,
+                                  env=environment, stdout=subprocess.DEVNULL,
+                                  stderr=messages).returncode
+
     def run(self, name, operations):
         """Each operation is a tuple of texts; so is each result. Fewer results: it ended early."""
         script, results = self.path(name + ".script"), self.path(name + ".results")
@@ -47,12 +53,15 @@ class Program:
         # is turned off, or all are because they go to /dev/null, it follows a null pointer instead
         # of refusing the expression.
         environment = {**os.environ, "WINEDEBUG": "-all,fixme+msxml"}
-        with open(self.path(name + ".messages"), "w", encoding="utf-8") as messages:
-            done = subprocess.run([*self.command, "Z:" + script, "Z:" + results], check=False,
-                                  env=environment, stdout=subprocess.DEVNULL, stderr=messages)
+        status = self.start(name, script, results, environment)
+        if status == 0 and os.path.getsize(results) == 0:
+            # Its main returns 1 when it has done nothing, and a crash has a status of its own: so
+            # Wine ended the process before its main. Seen once in a session that had just begun.
+            print(f"{name} did not get to its main; it is started again")
+            status = self.start(name, script, results, environment)
         with open(results, encoding="utf-8", newline="") as file:
             lines = file.read().split("\n")[:-1]
         if len(lines) < len(operations):
-            with open(messages.name, encoding="utf-8", errors="replace") as file:
-                print(*file.readlines()[-5:], f"{name} ended with {done.returncode}")
+            with open(self.path(name + ".messages"), encoding="utf-8", errors="replace") as file:
+                print(*file.readlines()[-5:], f"{name} ended with {status}")
         return [tuple(unescape(field) for field in line.split("\t")) for line in lines]
