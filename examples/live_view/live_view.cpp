@@ -88,10 +88,6 @@ void LiveView::OnTimer()
     {
         pane->Tick();
     }
-    if (recorder_)
-    {
-        recorder_->WriteUntil(runTime_.Elapsed());
-    }
     ShowNews();
     if (runTime_.Elapsed() >= nextReport_)
     {
@@ -100,6 +96,16 @@ void LiveView::OnTimer()
     if (options_.seconds > 0 && runTime_.Elapsed() >= options_.seconds * 1000.0)
     {
         OnClose();
+    }
+}
+
+// Not only on the timer, which waits while pictures come: so each frame gets the picture of its
+// time.
+void LiveView::OnHandled()
+{
+    if (recorder_)
+    {
+        recorder_->WriteUntil(runTime_.Elapsed());
     }
 }
 

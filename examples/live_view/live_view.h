@@ -41,6 +41,7 @@ public:
 
 private:
     void OnTimer() override;
+    void OnHandled() override;
     void OnPlaced() override;
     void OnKey(WPARAM key) override;
     void OnClose() override;

@@ -40,6 +40,10 @@ Recorder::Recorder(const std::wstring& file, Feed& feed, int framesPerSecond)
 
 void Recorder::WriteUntil(double milliseconds)
 {
+    if (!avi_.m_F_b_Create())
+    {
+        return;
+    }
     const auto now = static_cast<__int64>(milliseconds);
     // The picture first: some readers take the file's first chunk for the first of its video.
     while (avi_.m_F_n_GetNextVideoTime() <= now)

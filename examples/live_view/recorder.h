@@ -18,6 +18,7 @@ public:
 
     // Writes all that is due until now, in milliseconds since the start of the recording. Where no
     // new picture has come, and where one of another size has, the file gets an empty frame.
+    // Nothing once it is closed.
     void WriteUntil(double milliseconds);
     void Close() { avi_.m_S_CloseAviFile(); }
 

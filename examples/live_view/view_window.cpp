@@ -71,6 +71,7 @@ void ViewWindow::RunMessageLoop()
     {
         TranslateMessage(&message);
         DispatchMessageW(&message);
+        events_.OnHandled();
     }
 }
 

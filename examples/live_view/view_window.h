@@ -11,7 +11,8 @@ public:
     class Events
     {
     public:
-        virtual void OnTimer() = 0;          // some 60 to 100 times a second
+        virtual void OnTimer() = 0;          // some 60 to 100 times a second, less when busy
+        virtual void OnHandled() = 0;        // a message of any kind has been handled
         virtual void OnPlaced() = 0;         // the window has another place or size
         virtual void OnKey(WPARAM key) = 0;  // a virtual key was pressed
         virtual void OnClose() = 0;          // destroys the window, or it stays
